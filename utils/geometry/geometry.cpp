@@ -1,0 +1,84 @@
+#include "utils/geometry/geometry.h"
+
+#include <cmath>
+
+namespace Qon::Nav {
+namespace {
+
+// WGS-84; the derived constants are fixed values of their own so that every build gives the same digits.
+constexpr double kSemiMajorAxis = 6378137.0;
+constexpr double kSemiMinorAxis = 6356752.314245179;
+constexpr double kEccentricitySq = 0.0066943799901413165;
+constexpr double kOneMinusEccentricitySq = 0.9933056200098587;
+constexpr double kEccentricitySqTimesA = 42697.67270717997;
+constexpr double kSecondEccentricitySqTimesB = 42841.31151331357;
+
+constexpr double kPi = 3.1415926535898;
+constexpr double kHalfPi = 1.5707963267949;
+constexpr double kTwoPi = 6.283185307179586;
+
+constexpr double kLongitudeFloorX = 1e-13;                    // keeps atan2 at longitude 0 on the Z axis
+constexpr double kMinimumRange = 1.0;                         // m
+constexpr double kRotationPerMetre = 2.4323877909897254e-13;  // 7.2921151467e-5 rad/s over the speed of light
+
+}  // namespace
+
+LocalFrame MakeLocalFrame(double latitude, double longitude) {
+    return {std::cos(longitude), std::sin(longitude), std::cos(latitude), std::sin(latitude)};
+}
+
+LineOfSight GetLineOfSight(const Vector3& receiver, const Vector3& satellite) {
+    const Vector3 d{satellite.x - receiver.x, satellite.y - receiver.y, satellite.z - receiver.z};
+    const double range = std::sqrt(d.x * d.x + d.y * d.y + d.z * d.z);
+    return {d, range, range > kMinimumRange};
+}
+
+Vector3 EcefToEnu(const Vector3& d, const LocalFrame& f) {
+    return {-f.sinLon * d.x + f.cosLon * d.y, -(f.sinLat * f.cosLon) * d.x - f.sinLon * f.sinLat * d.y + f.cosLat * d.z,
+            f.cosLat * f.cosLon * d.x + f.sinLon * f.cosLat * d.y + f.sinLat * d.z};
+}
+
+AzEl GetAzEl(const Vector3& satellite, const Vector3& receiver, Station& station) {
+    if (!station.known) {
+        const Geodetic geodetic = EcefToGeodetic(receiver);
+        station = {true, MakeLocalFrame(geodetic.latitude, geodetic.longitude)};
+    }
+    const LineOfSight sight = GetLineOfSight(receiver, satellite);
+    const Vector3 enu = EcefToEnu(sight.difference, station.frame);
+    double azimuth = std::atan2(enu.x, enu.y);
+    if (azimuth < 0) azimuth += kTwoPi;
+    return {azimuth, std::asin(enu.z / sight.range)};
+}
+
+Geodetic EcefToGeodetic(const Vector3& position) {
+    const double x = position.x;
+    const double y = position.y;
+    const double z = position.z;
+    const double longitude = std::atan2(y, x == 0 ? kLongitudeFloorX : x);
+    const double p = std::sqrt(x * x + y * y);
+    const double r = std::sqrt(p * p + z * z);
+    const double beta = std::atan2((r + kSecondEccentricitySqTimesB) * (z / kSemiMajorAxis), (p / kSemiMinorAxis) * r);
+    const double sinBeta = std::sin(beta);
+    const double cosBetaCubed = (1 - sinBeta * sinBeta) * std::cos(beta);
+    double latitude = std::atan2(z + kSecondEccentricitySqTimesB * sinBeta * sinBeta * sinBeta,
+                                 p - kEccentricitySqTimesA * cosBetaCubed);
+    if (latitude > kHalfPi) latitude -= kPi;
+    if (latitude < -kHalfPi) latitude += kPi;
+    const double sinLat = std::sin(latitude);
+    const double height =
+        p * std::cos(latitude) + z * sinLat - kSemiMajorAxis * std::sqrt(1 - kEccentricitySq * sinLat * sinLat);
+    return {latitude, longitude, height};
+}
+
+Vector3 GeodeticToEcef(const LocalFrame& f, double height) {
+    const double n = kSemiMajorAxis / std::sqrt(1 - kEccentricitySq * (f.sinLat * f.sinLat));
+    return {(n + height) * f.cosLat * f.cosLon, (n + height) * f.cosLat * f.sinLon,
+            (n * kOneMinusEccentricitySq + height) * f.sinLat};
+}
+
+Vector3 RotateForTravel(const Vector3& p, double range) {
+    const double theta = range * kRotationPerMetre;
+    return {p.x + theta * p.y, p.y - theta * p.x, p.z};
+}
+
+}  // namespace Qon::Nav
