@@ -1,0 +1,89 @@
+// Zelt blocks: what every block begins with, the block numbers, and bounds-checked little-endian access to their bytes.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+
+// A view of bytes that belong to somebody else. A load that does not lie wholly inside yields 0, so no offset can
+// leave the view; a decoder asks has() once per block or sub-block where a missing field must not pass for a 0.
+struct Bytes {
+    const uint8_t* data = nullptr;
+    size_t size = 0;
+
+    bool has(size_t offset, size_t count) const { return offset <= size && count <= size - offset; }
+
+    // The part from `offset` on, at most `count` bytes of it; empty when offset lies behind the end.
+    Bytes sub(size_t offset, size_t count) const {
+        if (offset > size) return {};
+        return {data + offset, count < size - offset ? count : size - offset};
+    }
+
+    uint64_t load(size_t offset, size_t count) const {  // count: 1 to 8
+        uint64_t value = 0;
+        if (!has(offset, count)) return value;
+        for (size_t i = 0; i < count; ++i) value |= static_cast<uint64_t>(data[offset + i]) << (8 * i);
+        return value;
+    }
+
+    uint8_t u8(size_t offset) const { return static_cast<uint8_t>(load(offset, 1)); }
+    uint16_t u16(size_t offset) const { return static_cast<uint16_t>(load(offset, 2)); }
+    uint32_t u32(size_t offset) const { return static_cast<uint32_t>(load(offset, 4)); }
+    int8_t i8(size_t offset) const { return static_cast<int8_t>(u8(offset)); }
+    int16_t i16(size_t offset) const { return static_cast<int16_t>(u16(offset)); }
+    int32_t i32(size_t offset) const { return static_cast<int32_t>(u32(offset)); }
+    float f32(size_t offset) const { return bitCast<float>(u32(offset)); }
+    double f64(size_t offset) const { return bitCast<double>(load(offset, 8)); }
+
+private:
+    template <class To, class From>
+    static To bitCast(From bits) {
+        static_assert(sizeof(To) == sizeof(From));
+        To value;
+        std::memcpy(&value, &bits, sizeof value);
+        return value;
+    }
+};
+
+// Block numbers (bits 0 to 12 of the ID field).
+enum ZeltBlockNumber : uint16_t {
+    kZeltMeasExtra = 4000,
+    kZeltGalNav = 4002,
+    kZeltGloNav = 4004,
+    kZeltMeasEpoch = 4027,
+    kZeltUtc2 = 4031,  // a second UTC block, with the leap second where GPSUtc has it
+    kZeltBdsNav = 4081,
+    kZeltMeasFullRange = 4098,
+    kZeltMeas3Ranges = 4109,
+    kZeltMeas3Cn0HiRes = 4110,
+    kZeltMeas3Doppler = 4111,
+    kZeltMeas3Pp = 4112,
+    kZeltMeas3Mp = 4113,
+    kZeltGpsNav = 5891,
+    kZeltGpsUtc = 5894,
+    kZeltReceiverSetup = 5902,
+    kZeltMeasEpochOld = 5944,  // an earlier form of MeasEpoch, same layout
+};
+
+// Header and time stamp, by offset from the start of the block.
+constexpr size_t kZeltCrcOffset = 2;     // u16, of the bytes from kZeltIdOffset to the end
+constexpr size_t kZeltIdOffset = 4;      // u16: bits 0-12 block number, bits 13-15 revision
+constexpr size_t kZeltLengthOffset = 6;  // u16, bytes of the whole block
+constexpr size_t kZeltHeaderSize = 8;
+constexpr size_t kZeltTowOffset = 8;    // u32, ms of the GPS week
+constexpr size_t kZeltWncOffset = 12;   // u16, weeks since the GPS origin, not modulo 1024
+constexpr size_t kZeltSvidOffset = 14;  // u8, navigation blocks only
+constexpr size_t kZeltMinLength = 16;   // nothing shorter is a block
+constexpr size_t kZeltMaxLength = 65535;
+
+constexpr uint8_t kZeltSync1 = '$';
+constexpr uint8_t kZeltSync2 = '@';
+
+constexpr uint32_t kZeltNoTow = 0xFFFFFFFF;  // do-not-use
+constexpr uint16_t kZeltNoWnc = 0xFFFF;      // do-not-use
+
+inline uint16_t zeltNumber(Bytes block) { return block.u16(kZeltIdOffset) & 0x1FFF; }
+inline int zeltRevision(Bytes block) { return block.u16(kZeltIdOffset) >> 13; }
+inline uint32_t zeltTow(Bytes block) { return block.u32(kZeltTowOffset); }
+inline uint16_t zeltWnc(Bytes block) { return block.u16(kZeltWncOffset); }
+inline bool zeltHasTimeStamp(Bytes block) { return zeltTow(block) != kZeltNoTow && zeltWnc(block) != kZeltNoWnc; }

@@ -1,0 +1,106 @@
+#include "utils/zeltdata/zeltmeas.h"
+
+#include <algorithm>
+
+#include "utils/zeltdata/measepoch.h"
+#include "utils/zeltdata/zeltread.h"
+
+namespace {
+
+constexpr size_t kNoAntennaField = 0;
+
+struct MeasKindRow {
+    uint16_t number;
+    ZeltMeasKind kind;
+    size_t antennaOffset;  // of the byte whose bits 0-2 are the antenna
+};
+constexpr MeasKindRow kRows[] = {
+    {kZeltMeas3Ranges, kMeas3RangesKind, 18},
+    {kZeltMeas3Doppler, kMeas3DopplerKind, 14},
+    {kZeltMeas3Cn0HiRes, kMeas3Cn0HiResKind, 14},
+    {kZeltMeas3Pp, kMeas3PpKind, 14},
+    {kZeltMeas3Mp, kMeas3MpKind, 14},
+    {kZeltMeasEpoch, kMeasEpochKind, kNoAntennaField},
+    {kZeltMeasEpochOld, kMeasEpochKind, kNoAntennaField},
+    {kZeltMeasExtra, kMeasExtraKind, kNoAntennaField},
+    {kZeltMeasFullRange, kMeasFullRangeKind, kNoAntennaField},
+};
+
+const MeasKindRow* findRow(Bytes block) {
+    const uint16_t number = zeltNumber(block);
+    for (const MeasKindRow& row : kRows) {
+        if (row.number == number) return &row;
+    }
+    return nullptr;
+}
+
+int antennaOf(const MeasKindRow& row, Bytes block) {
+    return row.antennaOffset == kNoAntennaField ? 0 : block.u8(row.antennaOffset) & 0x07;
+}
+
+void storeBlock(const MeasKindRow& row, Bytes block, ZeltMeasState& meas) {
+    meas.pending |= 1U << row.kind;
+    const int antenna = antennaOf(row, block);
+    if (antenna >= kZeltAntennas) return;
+    ZeltBlockCopy& copy = meas.blocks[row.kind][static_cast<size_t>(antenna)];
+    if (copy.storage.size() < block.size) copy.storage.resize(block.size);
+    std::copy_n(block.data, block.size, copy.storage.data());
+    copy.size = block.size;
+}
+
+void forgetBlocks(ZeltMeasState& meas) {
+    for (auto& antennas : meas.blocks) {
+        for (ZeltBlockCopy& copy : antennas) copy.size = 0;
+    }
+    meas.previousPending = meas.pending;
+    meas.pending = 0;
+}
+
+bool decodeStored(ZeltMeasState& meas, ZeltMeasEpoch& epoch, unsigned mode) {
+    if (meas.collectionTow == meas.decodedTow) return false;
+    const Bytes measEpoch = meas.blocks[kMeasEpochKind][0].bytes();
+    if ((mode & kZeltAllowMeasEpoch) == 0 || measEpoch.size == 0) return false;
+    meas.decodedTow = meas.collectionTow;
+    zeltDecodeMeasEpoch(measEpoch, epoch);
+    zeltApplyMeasExtra(meas.blocks[kMeasExtraKind][0].bytes(), epoch);
+    zeltApplyMeasFullRange(meas.blocks[kMeasFullRangeKind][0].bytes(), epoch);
+    return true;
+}
+
+// True when the block that follows belongs to the epoch being collected.
+bool epochGoesOn(ZeltFile& file) {
+    const ZeltMeasState& meas = file.meas;
+    if (file.stream == nullptr) return meas.pending != meas.previousPending;
+    Bytes next;
+    return zeltGetNextBlock(file, next, kZeltAnyBlock, kZeltAnyBlock, kZeltPeek) == kZeltFound &&
+           zeltTow(next) == meas.collectionTow && zeltIsMeasBlock(next);
+}
+
+}  // namespace
+
+bool zeltIsMeasBlock(Bytes block) { return findRow(block) != nullptr; }
+
+int zeltMeasAntennaIndex(Bytes block) {
+    const MeasKindRow* row = findRow(block);
+    return row == nullptr ? 0 : antennaOf(*row, block);
+}
+
+bool zeltDecodePendingEpoch(ZeltFile& file, ZeltMeasEpoch& epoch, unsigned mode) {
+    if (file.meas.pending == 0) return false;
+    const bool decoded = decodeStored(file.meas, epoch, mode);
+    forgetBlocks(file.meas);
+    return decoded;
+}
+
+bool zeltCollectMeasBlock(ZeltFile& file, Bytes block, ZeltMeasEpoch& epoch, unsigned mode) {
+    ZeltMeasState& meas = file.meas;
+    const MeasKindRow* row = findRow(block);
+    const uint32_t tow = zeltTow(block);
+    bool decoded = false;
+    if (row == nullptr || tow != meas.collectionTow) decoded = zeltDecodePendingEpoch(file, epoch, mode);
+    meas.collectionTow = tow;
+    if (row == nullptr) return decoded;
+    storeBlock(*row, block, meas);
+    if (decoded || epochGoesOn(file)) return decoded;
+    return zeltDecodePendingEpoch(file, epoch, mode);
+}

@@ -1,0 +1,57 @@
+#include "utils/zeltdata/zeltnav.h"
+
+#include <algorithm>
+
+#include "utils/zeltdata/zeltsvid.h"
+
+namespace {
+
+constexpr int kWeekRollover = 1024;
+constexpr uint16_t kBeiDouWeekZero = 1356;  // the GPS week in which BeiDou week 0 began
+
+enum class WeekFix { kNone, kResolve, kBeiDou };
+
+struct NavRow {
+    uint16_t number;
+    size_t size;  // up to the end of the last field read
+    WeekFix fix;
+    std::array<size_t, 2> weeks;  // offsets, u16
+};
+constexpr NavRow kNavRows[] = {
+    {kZeltGpsNav, 140, WeekFix::kResolve, {kZeltGpsKepler.wnToe, kZeltGpsKepler.wnToc}},
+    {kZeltGalNav, 148, WeekFix::kNone, {}},
+    {kZeltGloNav, 91, WeekFix::kResolve, {ZeltGloNav::kWnToe, ZeltGloNav::kWnToe}},
+    {kZeltBdsNav, 140, WeekFix::kBeiDou, {kZeltGpsKepler.wnToe, kZeltGpsKepler.wnToc}},
+};
+
+uint16_t fullWeek(WeekFix fix, uint16_t currentWeek, uint16_t week) {
+    return fix == WeekFix::kResolve ? resolveWeek(currentWeek, week) : static_cast<uint16_t>(week + kBeiDouWeekZero);
+}
+
+void fixWeeks(const NavRow& row, Bytes block, ZeltNavBlock& fixed) {
+    for (const size_t offset : row.weeks) {
+        const uint16_t week = fullWeek(row.fix, zeltWnc(block), block.u16(offset));
+        fixed.storage[offset] = static_cast<uint8_t>(week & 0xFF);
+        fixed.storage[offset + 1] = static_cast<uint8_t>(week >> 8);
+    }
+}
+
+}  // namespace
+
+uint16_t resolveWeek(uint16_t currentWeek, uint16_t partialWeek) {
+    const int ahead = currentWeek - partialWeek + kWeekRollover / 2;
+    return static_cast<uint16_t>(partialWeek + ahead / kWeekRollover * kWeekRollover);
+}
+
+bool zeltFixNavBlock(Bytes block, ZeltNavBlock& fixed) {
+    fixed.size = 0;
+    const uint16_t number = zeltNumber(block);
+    for (const NavRow& row : kNavRows) {
+        if (row.number != number || !block.has(0, row.size)) continue;
+        std::copy_n(block.data, row.size, fixed.storage.data());
+        fixed.size = row.size;
+        fixed.storage[kZeltSvidOffset] = Qon::Nav::NormalizeSVID(block.u8(kZeltSvidOffset));
+        if (row.fix != WeekFix::kNone) fixWeeks(row, block, fixed);
+    }
+    return fixed.size != 0;
+}

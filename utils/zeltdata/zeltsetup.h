@@ -1,0 +1,29 @@
+// What a run takes from the log before it reads the measurements: the receiver's setup and the leap second.
+#pragma once
+
+#include <cstdint>
+#include <limits>
+#include <string>
+
+#include "utils/geometry/geometry.h"
+
+// The first ReceiverSetup block of a log. Texts end at their first NUL.
+struct ZeltReceiverSetup {
+    std::string agency;           // at most 40 characters
+    std::string firmwareVersion;  // at most 19
+    bool hasProductName = false;  // from block revision 3 on
+    std::string productName;      // at most 39
+    bool hasPosition = false;     // from block revision 4 on, when the receiver knew its position
+    Qon::Nav::Geodetic position;
+};
+
+constexpr int32_t kZeltNoLeapSeconds = std::numeric_limits<int32_t>::min();
+
+// False, with `setup` untouched, when the file holds no ReceiverSetup block. Opens and closes the file (a failure is
+// fatal). A block shorter than its fields counts as filled up with zeros.
+bool zeltReadReceiverSetup(const char* path, ZeltReceiverSetup& setup);
+
+// Leap seconds (GPS - UTC): of the first measurement epoch before 2020-01-01, by a table that ends there, or of the
+// first UTC block whose time stamp is do-not-use (one with a valid time stamp is passed over, deliberately), whichever
+// comes first; kZeltNoLeapSeconds when the file has neither. Opens and closes the file (a failure is fatal).
+int32_t zeltLeapSecondsFromFile(const char* path);

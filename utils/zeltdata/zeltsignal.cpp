@@ -1,0 +1,72 @@
+#include "utils/zeltdata/zeltsignal.h"
+
+#include <iterator>
+
+#include "utils/geometry/constants.h"
+#include "utils/geometry/sigtypes.h"
+
+using namespace Qon::Nav;
+
+namespace {
+
+constexpr int8_t kSlots[] = {
+    0, 1, 2, 3, 4, 5, 0, 1, 0, 1, 2, 3, 4, 3, 4,  0, 0,  // 0 to 16
+    1, 2, 3, 4, 5, 6, 0, 0, 1, 2, 3, 0, 1, 2, -1, 4, 5,  // 17 to 33
+};
+constexpr int kLBandSignal = 23;
+constexpr float kDefaultDopplerVarianceFactor = 163.0F;
+
+struct FlagBit {
+    uint8_t logged;
+    uint32_t stored;
+};
+constexpr FlagBit kCommonFlags[] = {{0x01, 0x01}, {0x02, 0x02}, {0x08, 0x08}, {0x20, 0x80}};
+
+}  // namespace
+
+double zeltSignalWavelength(int signal, int k) {
+    const double wavelength = signal == kLBandSignal ? 0 : GetSignalWavelength(signal, k + kGlonassChannelOffset);
+    return wavelength > 0 ? wavelength : GetSignalWavelength(kGpsL1Ca, 0);
+}
+
+int zeltSignalSlot(int signal) {
+    return signal >= 0 && signal < static_cast<int>(std::size(kSlots)) ? kSlots[signal] : -1;
+}
+
+bool zeltIsLowCn0Signal(int signal) { return signal == kGpsL1P || signal == kGpsL2P; }
+
+uint8_t zeltEvenCn0(float cn0) { return cn0 > 0 && cn0 < 256 ? static_cast<uint8_t>(cn0) & 0xFE : 0; }
+
+ZeltMeasSignal zeltEmptySignal(int signal) {
+    ZeltMeasSignal empty{};
+    empty.pseudorange = kNotAvailable;
+    empty.carrierPhase = kNotAvailable;
+    empty.doppler = kNotAvailableF;
+    empty.cn0 = kNotAvailableF;
+    empty.codeVariance = kNotAvailableF;
+    empty.carrierVariance = kNotAvailableF;
+    empty.signalType = static_cast<uint8_t>(signal);
+    return empty;
+}
+
+void zeltStartEpoch(Bytes block, uint8_t commonFlags, ZeltMeasEpoch& epoch) {
+    epoch = ZeltMeasEpoch{};
+    epoch.tow = zeltTow(block);
+    epoch.wnc = zeltWnc(block);
+    epoch.wncValid = epoch.wnc < kZeltNoWnc ? 1 : 0;
+    epoch.timeStatus = epoch.wncValid != 0 ? 2 : (epoch.tow != kZeltNoTow ? 1 : 0);
+    epoch.clockJumps = kZeltNoClockJumps;
+    epoch.dopplerVarianceFactor = kDefaultDopplerVarianceFactor;
+    for (const FlagBit& bit : kCommonFlags) {
+        if ((commonFlags & bit.logged) != 0) epoch.commonFlags |= bit.stored;
+    }
+}
+
+bool zeltStoreSignal(ZeltMeasSat& satellite, int antenna, const ZeltMeasSignal& signal) {
+    const int slot = zeltSignalSlot(signal.signalType);
+    if (slot < 0 || antenna < 0 || antenna >= kZeltAntennas) return false;
+    ZeltMeasSignal& stored = satellite.signals[static_cast<size_t>(antenna)][static_cast<size_t>(slot)];
+    stored = signal;
+    stored.flags |= kZeltSlotUsed;
+    return true;
+}
