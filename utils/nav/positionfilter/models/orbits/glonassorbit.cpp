@@ -1,0 +1,74 @@
+#include "utils/nav/positionfilter/models/orbits/glonassorbit.h"
+
+#include <cmath>
+
+namespace Qon::Nav {
+namespace {
+
+// PZ-90, kilometres.
+constexpr double kMu = 398600.44;                    // km^3/s^2
+constexpr double kSecondZonal = 26332671177.692257;  // 3/2 J2 mu ae^2, km^5/s^2
+constexpr double kEarthRateSq = 5.3174941173225e-9;  // 1/s^2
+constexpr double kTwiceEarthRate = 0.0001458423;     // 1/s
+constexpr double kMetresPerKm = 1000;
+
+constexpr double kStep = 80;     // s
+constexpr double kLimit = 1900;  // s, beyond which no further step is begun
+
+struct State {
+    Vector3 position;
+    Vector3 velocity;
+};
+
+Vector3 addScaled(const Vector3& a, const Vector3& b, double factor) {
+    return {a.x + b.x * factor, a.y + b.y * factor, a.z + b.z * factor};
+}
+
+State addScaled(const State& a, const State& b, double factor) {
+    return {addScaled(a.position, b.position, factor), addScaled(a.velocity, b.velocity, factor)};
+}
+
+State derivative(const State& s, const Vector3& lunisolar) {
+    const Vector3& p = s.position;
+    const double r2 = p.x * p.x + p.y * p.y + p.z * p.z;
+    const double r = std::sqrt(r2);
+    const double r3 = r2 * r;
+    const double central = -kMu / r3;
+    const double zonal = kSecondZonal / (r3 * r2);
+    const double q = 5 * p.z * p.z / r2;
+    return {s.velocity,
+            {central * p.x - zonal * p.x * (1 - q) + kEarthRateSq * p.x + kTwiceEarthRate * s.velocity.y + lunisolar.x,
+             central * p.y - zonal * p.y * (1 - q) + kEarthRateSq * p.y - kTwiceEarthRate * s.velocity.x + lunisolar.y,
+             central * p.z - zonal * p.z * (3 - q) + lunisolar.z}};
+}
+
+State rungeKuttaStep(const State& s, const Vector3& lunisolar, double h) {
+    const State k1 = derivative(s, lunisolar);
+    const State k2 = derivative(addScaled(s, k1, h / 2), lunisolar);
+    const State k3 = derivative(addScaled(s, k2, h / 2), lunisolar);
+    const State k4 = derivative(addScaled(s, k3, h), lunisolar);
+    State next = addScaled(s, k1, h / 6);
+    next = addScaled(next, k2, h * 2 / 6);
+    next = addScaled(next, k3, h * 2 / 6);
+    return addScaled(next, k4, h / 6);
+}
+
+}  // namespace
+
+std::optional<Vector3> IntegrateGlonass(const GloEphemeris& ephemeris, double dt) {
+    State state{ephemeris.position, ephemeris.velocity};
+    double h = dt < 0 ? -kStep : kStep;
+    double elapsed = 0;
+    for (bool last = false; !last;) {
+        if (std::fabs(elapsed) > kLimit) return std::nullopt;
+        if (std::fabs(elapsed + h) > std::fabs(dt)) {
+            h = dt - elapsed;
+            last = true;
+        }
+        state = rungeKuttaStep(state, ephemeris.acceleration, h);
+        elapsed += h;
+    }
+    return Vector3{state.position.x * kMetresPerKm, state.position.y * kMetresPerKm, state.position.z * kMetresPerKm};
+}
+
+}  // namespace Qon::Nav

@@ -1,0 +1,87 @@
+#include "utils/nav/positionfilter/models/orbits/keplerorbit.h"
+
+#include <cmath>
+
+#include "utils/nav/positionfilter/models/orbits/orbits.h"
+
+namespace Qon::Nav {
+
+const KeplerModel kGpsModel = {std::sqrt(3.986005e14), 7.2921151467e-5, -4.442807633e-10};
+const KeplerModel kGalileoModel = {19964980.385665298, 7.2921151467e-5, -4.442807309e-10};
+const KeplerModel kBeiDouModel = {std::sqrt(3.986004418e14), 7.292115e-5, -4.442807309e-10};
+
+namespace {
+
+constexpr double kPi = 3.1415926535898;         // of the interface documents: semicircles to radians
+constexpr double kCosTilt = 0.996194698091746;  // 5 degrees
+constexpr double kSinTilt = 0.0871557427476582;
+
+// Position in the orbital plane and the inclination of the plane.
+struct PlanePosition {
+    double x;
+    double y;
+    double inclination;
+};
+
+PlanePosition planePosition(const KeplerOrbit& orbit, const KeplerModel& model, double tk) {
+    const double a = orbit.sqrtA * orbit.sqrtA;
+    const double n0 = model.sqrtMu / (a * orbit.sqrtA);
+    const double m = (orbit.deltaN * kPi + n0) * tk + orbit.m0 * kPi;
+    const double e = orbit.e;
+    const double anomaly = OM_SolveKepler(m, e);
+    const double trueAnomaly = std::atan2(std::sqrt(1 - e * e) * std::sin(anomaly), std::cos(anomaly) - e);
+    const double phi = orbit.omega * kPi + trueAnomaly;
+    const double sin2 = std::sin(2 * phi);
+    const double cos2 = std::cos(2 * phi);
+    const double u = phi + orbit.cuc * cos2 + orbit.cus * sin2;
+    const double r = (1 - e * std::cos(anomaly)) * a + orbit.crc * cos2 + orbit.crs * sin2;
+    const double inclination = (orbit.i0 + orbit.idot * tk) * kPi + orbit.cic * cos2 + orbit.cis * sin2;
+    return {r * std::cos(u), r * std::sin(u), inclination};
+}
+
+// The plane turned by its inclination and then to its node at longitude `node`.
+Vector3 fromPlane(const PlanePosition& plane, double node) {
+    const double cosI = std::cos(plane.inclination);
+    const double sinNode = std::sin(node);
+    const double cosNode = std::cos(node);
+    return {plane.x * cosNode - plane.y * cosI * sinNode, plane.x * sinNode + plane.y * cosI * cosNode,
+            plane.y * std::sin(plane.inclination)};
+}
+
+}  // namespace
+
+double OM_SolveKepler(double m, double e) {
+    constexpr int kMaxCorrections = 11;
+    constexpr double kEnough = 1e-14;
+    double anomaly = m;
+    for (int k = 0; k < kMaxCorrections; ++k) {
+        const double correction = (m - anomaly + e * std::sin(anomaly)) / (1 - e * std::cos(anomaly));
+        anomaly += correction;
+        if (std::fabs(correction) <= kEnough) break;
+    }
+    return anomaly;
+}
+
+Vector3 KeplerPosition(const KeplerOrbit& orbit, const KeplerModel& model, double tk) {
+    const double node =
+        orbit.omega0 * kPi - model.earthRate * orbit.toe + (orbit.omegaDot * kPi - model.earthRate) * tk;
+    return fromPlane(planePosition(orbit, model, tk), node);
+}
+
+Vector3 GeoPosition(const KeplerOrbit& orbit, const KeplerModel& model, double tk) {
+    const double node = orbit.omega0 * kPi - model.earthRate * orbit.toe + orbit.omegaDot * kPi * tk;
+    const Vector3 p = fromPlane(planePosition(orbit, model, tk), node);
+    const double y = p.y * kCosTilt - p.z * kSinTilt;
+    const double z = p.z * kCosTilt + p.y * kSinTilt;
+    const double turn = model.earthRate * tk;
+    return {p.x * std::cos(turn) + y * std::sin(turn), -p.x * std::sin(turn) + y * std::cos(turn), z};
+}
+
+double KeplerRelativity(const KeplerOrbit& orbit, const KeplerModel& model, double tk) {
+    const double sqrtA = orbit.sqrtA;
+    const double n0 = model.sqrtMu / (sqrtA * sqrtA * sqrtA);
+    const double anomaly = OM_SolveKepler(orbit.m0 * kPi + (n0 + orbit.deltaN * kPi) * tk, orbit.e);
+    return model.relativity * orbit.e * sqrtA * std::sin(anomaly) * kSpeedOfLight;
+}
+
+}  // namespace Qon::Nav
