@@ -1,0 +1,32 @@
+// The run configuration: what the user and the log say about the station, read by every stage.
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <limits>
+
+#include "utils/geometry/geometry.h"
+
+constexpr size_t kTrackedConstellations = 4;  // GPS, GLONASS, Galileo, BeiDou: in this order everywhere
+
+constexpr int32_t kNoLeapSeconds = std::numeric_limits<int32_t>::min();
+
+struct RunConfig {
+    // Internal delays (receiver and antenna) of the signals, reference delay and cable delay, ns.
+    double delayGpsL1 = 0;
+    double delayGpsL2 = 0;
+    double delayGloL1 = 0;
+    double delayGloL2 = 0;
+    double delayGalE5a = 0;
+    double delayGalE1 = 0;
+    double delayBdsB1 = 0;
+    double delayBdsB2 = 0;
+    double delayReference = 0;
+    double delayCable = 0;
+
+    int32_t leapSeconds = kNoLeapSeconds;  // GPS - UTC, s
+    double elevationMask = 10;             // degrees
+    bool contiguous = false;               // 13-minute tracks without gaps instead of the BIPM schedule
+    std::array<Qon::Nav::Vector3, kTrackedConstellations> phaseCentre;  // antenna, per constellation
+};

@@ -1,0 +1,24 @@
+#include "cggtts/schedule.h"
+
+#include "utils/geometry/navtools.h"
+
+namespace {
+
+constexpr uint32_t kSchedulePeriod = 86160;  // s
+constexpr uint32_t kLastPhase = 85440;       // s; beyond it a 90th track would begin
+constexpr uint32_t kFirstSlotOffset = 5;     // in samples: the first track's slot 0 is at phase 150 s
+constexpr uint32_t kTrackSpacing = 32;       // in samples: 960 s
+
+}  // namespace
+
+uint32_t modifiedJulianDate(uint32_t t) {
+    return (t - kScheduleOrigin) / Qon::Nav::kSecondsPerDay + kScheduleOriginMjd;
+}
+
+int slotIndex(uint32_t t, bool contiguous, uint32_t anchor) {
+    if (contiguous) return static_cast<int>(((t - anchor) / kSampleSpacing + kLastSlot) % kSlotsPerTrack);
+    const uint32_t phase = (t - kScheduleOrigin) % kSchedulePeriod;
+    if (phase > kLastPhase) return kNoSlot;
+    const uint32_t slot = (phase / kSampleSpacing - kFirstSlotOffset) % kTrackSpacing;
+    return slot < kSlotsPerTrack ? static_cast<int>(slot) : kNoSlot;
+}

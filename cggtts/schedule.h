@@ -1,0 +1,25 @@
+// The track schedule: which of a track's 26 instants, 30 s apart, a time is.
+#pragma once
+
+#include <cstdint>
+
+constexpr uint32_t kSampleSpacing = 30;  // s
+constexpr int kSlotsPerTrack = 26;
+constexpr int kLastSlot = kSlotsPerTrack - 1;
+constexpr uint32_t kTrackLength = 780;  // s
+constexpr int kNoSlot = -1;
+
+// 1997-10-01 00:00, MJD 50722, in seconds since 1980-01-06: the origin of the BIPM schedule.
+constexpr uint32_t kScheduleOrigin = 559699200;
+constexpr uint32_t kScheduleOriginMjd = 50722;
+
+// Modified Julian date of a time, in unsigned arithmetic: it needs t from the origin on.
+uint32_t modifiedJulianDate(uint32_t t);
+
+// Slot (0 to 25) of time t (s since 1980-01-06, a multiple of 30), kNoSlot between tracks.
+//
+// BIPM schedule: 89 tracks in 86160 s, 960 s apart, the first starting at 00:02 of MJD 50722 and 4 minutes earlier
+// each day. A track's slots lie 30 s, 60 s, ... 780 s after its start.
+//
+// Contiguous: tracks follow each other every 780 s; `anchor` is the start of the first, and itself a last slot.
+int slotIndex(uint32_t t, bool contiguous, uint32_t anchor);

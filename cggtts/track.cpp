@@ -1,0 +1,113 @@
+#include "cggtts/track.h"
+
+#include "cggtts/linefit.h"
+#include "cggtts/troposphere.h"
+#include "utils/nav/positionfilter/models/orbits/orbits.h"
+
+using namespace Qon::Nav;
+
+namespace {
+
+constexpr double kSecondsPerNanosecond = 1e-9;
+constexpr double kDegreesPerRadian = 57.29577951308232;
+constexpr double kHalfTrack = kTrackLength / 2;  // s
+
+// Broadcast group delays of the two signals, m.
+struct GroupDelays {
+    float first = 0;
+    float second = 0;
+};
+
+float metres(double seconds) { return static_cast<float>(seconds * kSpeedOfLight); }
+
+// A delay that is broadcast for signal 1 (and its ionosphere-free partner) grows with the squared wavelength.
+GroupDelays scaledDelays(float delay, double f1, double f2) {
+    const double ratio = f1 / f2;
+    return {metres(delay), static_cast<float>(ratio * ratio * delay * kSpeedOfLight)};
+}
+
+struct GroupDelaysOf {
+    double f1;
+    double f2;
+
+    GroupDelays operator()(const std::monostate& /*empty*/) const { return {}; }
+    GroupDelays operator()(const GloEphemeris& /*ephemeris*/) const { return {}; }
+    GroupDelays operator()(const GpsEphemeris& ephemeris) const { return scaledDelays(ephemeris.tgd, f1, f2); }
+    GroupDelays operator()(const GalEphemeris& ephemeris) const { return scaledDelays(ephemeris.bgdE1E5a, f1, f2); }
+    GroupDelays operator()(const BdsEphemeris& ephemeris) const {
+        return {ephemeris.tgd1 > kAvailableAbove ? metres(ephemeris.tgd1) : 0.0F,
+                ephemeris.tgd2 > kAvailableAbove ? metres(ephemeris.tgd2) : 0.0F};
+    }
+};
+
+}  // namespace
+
+void startTrack(TrackRecord& record, const RunConfig& config, size_t constellation) {
+    const Constellation& row = kConstellations[constellation];
+    record.delay1 = config.delayCable - config.delayReference + config.*row.delay1;
+    record.delay2 = config.delayCable - config.delayReference + config.*row.delay2;
+    record.antennaPos = config.phaseCentre[constellation];
+    record.zenithDelay = zenithTropoDelay(record.antennaPos);
+    record.sampleCount = 0;
+}
+
+void trackSample(TrackRecord& record, int slot, uint32_t t, const CodePair& codes, Station& station) {
+    if (slot < 0 || slot >= kSlotsPerTrack || record.sampleCount >= kSlotsPerTrack) return;
+    if (!IsEphemerisUsable(record.ephemeris, t)) return;
+    const double f1 = GetSignalFrequency(codes.signal1, codes.glonassChannel);
+    const double f2 = GetSignalFrequency(codes.signal2, codes.glonassChannel);
+    const double alpha = f1 * f1 / (f1 * f1 - f2 * f2);
+    const GroupDelays group = std::visit(GroupDelaysOf{f1, f2}, record.ephemeris);
+    const double p1 = codes.code1 - record.delay1 * kSecondsPerNanosecond * kSpeedOfLight - group.first;
+    const double p2 = codes.code2 - record.delay2 * kSecondsPerNanosecond * kSpeedOfLight - group.second;
+    const double ionoFree = alpha * p1 + (1 - alpha) * p2;
+
+    const double sent = t - ionoFree / kSpeedOfLight;
+    const double clock = GetSatClockBias(record.ephemeris, sent);
+    const double relativity = GetRelativisticCorr(record.ephemeris, sent);
+    const double sentByClock = t - (clock + ionoFree) / kSpeedOfLight;
+    Vector3 satellite;
+    GetSatPosition(record.ephemeris, sentByClock, record.antennaPos, satellite);
+    const double range = GetLineOfSight(record.antennaPos, satellite).range;
+    const AzEl direction = GetAzEl(satellite, record.antennaPos, station);
+    const float tropo = tropoMapping(record.zenithDelay, static_cast<float>(direction.elevation));
+
+    const auto n = static_cast<size_t>(record.sampleCount);
+    record.refsvSamples[n] = ionoFree - tropo + relativity - range;
+    record.refsysSamples[n] = record.refsvSamples[n] + clock;
+    record.tropoSamples[n] = tropo;
+    record.ionoSamples[n] = (p1 - p2) * (1 - alpha);
+    record.sampleOffsets[n] = (slot + 1) * static_cast<double>(kSampleSpacing);
+    ++record.sampleCount;
+}
+
+bool finishTrack(const TrackRecord& record, uint32_t t, const RunConfig& config, Station& station, DataLine& line) {
+    if (record.sampleCount < kMinSamples) return false;
+    const double middle = kHalfTrack + config.leapSeconds;
+    Vector3 satellite;
+    line.trackStart = t - kTrackLength;
+    GetSatPosition(record.ephemeris, line.trackStart + kHalfTrack + config.leapSeconds, record.antennaPos, satellite);
+    const AzEl direction = GetAzEl(satellite, record.antennaPos, station);
+    if (!(direction.elevation * kDegreesPerRadian >= config.elevationMask)) return false;
+    line.elevation = direction.elevation;
+    line.azimuth = direction.azimuth;
+    line.ioe = IssueOfEphemeris(record.ephemeris);
+
+    const double* x = record.sampleOffsets.data();
+    const auto n = static_cast<size_t>(record.sampleCount);
+    const Line refsv = fitLine(x, record.refsvSamples.data(), n);
+    line.refsv = refsv.at(middle);
+    line.srsv = refsv.slope;
+    const Line refsys = fitLine(x, record.refsysSamples.data(), n, &line.dsg);
+    line.refsys = refsys.at(middle);
+    line.srsys = refsys.slope;
+    double ionoRms = 0;
+    const Line iono = fitLine(x, record.ionoSamples.data(), n, &ionoRms);
+    line.mdio = static_cast<float>(iono.at(middle));
+    line.smdi = static_cast<float>(iono.slope);
+    line.isg = static_cast<float>(ionoRms);
+    const Line tropo = fitLine(x, record.tropoSamples.data(), n);
+    line.mdtr = static_cast<float>(tropo.at(middle));
+    line.smdt = static_cast<float>(tropo.slope);
+    return true;
+}

@@ -1,0 +1,42 @@
+// The track engine: epochs in, lines of closed tracks out.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <string>
+
+#include "cggtts/constellations.h"
+#include "cggtts/runconfig.h"
+#include "cggtts/track.h"
+#include "utils/nav/navdatadecoder/satnavdecoder/ephemerisstore.h"
+#include "utils/zeltdata/zeltmeasepoch.h"
+
+class CggttsProcessor {
+public:
+    // Both are read at every epoch and must outlive the processor.
+    CggttsProcessor(const RunConfig& config, const Qon::Nav::EphemerisStore& store);
+
+    // Takes one measurement epoch. True when its instant closed the tracks and at least one line is waiting in the
+    // line buffers. Epochs whose whole second is no multiple of 30, or is that of the last sample, change nothing.
+    bool addEpoch(const ZeltMeasEpoch& epoch);
+
+    // The lines of the last closing, per index into kConstellations.
+    std::string& lineBuffer(size_t constellation) { return lineBuffers_[constellation]; }
+
+    // The last sample instant, s since 1980-01-06; 0 before the first.
+    uint32_t lastSampleTime() const { return lastSampleTime_; }
+
+private:
+    void startTracks(uint32_t t);
+    bool closeTracks(uint32_t t);
+    void addSatellite(const ZeltMeasSat& satellite, uint32_t t, int slot);
+    int slotAt(uint32_t t) const;
+
+    const RunConfig& config_;
+    const Qon::Nav::EphemerisStore& store_;
+    Qon::Nav::Station station_;
+    uint32_t lastSampleTime_ = 0;
+    uint32_t contiguousAnchor_ = 0;
+    std::array<TrackRecord, kTrackedSatellites> tracks_;
+    std::array<std::string, kTrackedConstellations> lineBuffers_;
+};

@@ -1,0 +1,167 @@
+#include "cggtts/writer.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdarg>
+#include <cstdio>
+#include <limits>
+
+#include "cggtts/schedule.h"
+#include "utils/geometry/navtools.h"
+#include "utils/geometry/satnames.h"
+
+using namespace Qon::Nav;
+
+namespace {
+
+// How a value becomes the integer of its column: round(value * factor / divisor).
+struct Scale {
+    double factor;
+    double divisor;
+};
+constexpr Scale kTenthDegrees{1800.0, 3.1415926535898};
+constexpr Scale kTenthNs{33.3564095198152, 1};    // m
+constexpr Scale kTenthPs{33356.409519815206, 1};  // m/s
+constexpr Scale kAsIs{1, 1};
+
+struct Column {
+    int width;
+    double DataLine::*value;
+    Scale scale;
+};
+constexpr Column kColumns[] = {
+    {3, &DataLine::elevation, kTenthDegrees},
+    {4, &DataLine::azimuth, kTenthDegrees},
+    {11, &DataLine::refsv, kTenthNs},
+    {6, &DataLine::srsv, kTenthPs},
+    {11, &DataLine::refsys, kTenthNs},
+    {6, &DataLine::srsys, kTenthPs},
+    {4, &DataLine::dsg, kTenthNs},
+    {3, &DataLine::ioe, kAsIs},
+    {4, &DataLine::mdtr, kTenthNs},
+    {4, &DataLine::smdt, kTenthPs},
+    {4, &DataLine::mdio, kTenthNs},
+    {4, &DataLine::smdi, kTenthPs},
+    {4, &DataLine::mdio, kTenthNs},  // MSIO
+    {4, &DataLine::smdi, kTenthPs},  // SMSI
+    {3, &DataLine::isg, kTenthNs},
+    {2, &DataLine::frequencyChannel, kAsIs},
+    {2, &DataLine::healthCode, kAsIs},
+};
+
+// Both header lines above the columns.
+constexpr const char* kColumnTitles =
+    "SAT CL  MJD  STTIME TRKL ELV AZTH   REFSV      SRSV     REFSYS    SRSYS  DSG IOE "
+    "MDTR SMDT MDIO SMDI MSIO SMSI ISG FR HC FRC CK\n"
+    "             hhmmss  s  .1dg .1dg    .1ns     .1ps/s     .1ns    .1ps/s .1ns     "
+    ".1ns.1ps/s.1ns.1ps/s.1ns.1ps/s.1ns\n";
+
+// A value outside the range of the integer, or not a number, becomes the lowest integer.
+int32_t roundedInteger(double value, const Scale& scale) {
+    const double rounded = std::round(value * scale.factor / scale.divisor);
+    if (!(rounded >= std::numeric_limits<int32_t>::min() && rounded <= std::numeric_limits<int32_t>::max())) {
+        return std::numeric_limits<int32_t>::min();
+    }
+    return static_cast<int32_t>(rounded);
+}
+
+void appendColumn(const DataLine& line, const Column& column, std::string& text) {
+    const auto width = static_cast<size_t>(column.width);
+    std::string digits = std::to_string(roundedInteger(line.*column.value, column.scale));
+    if (digits.size() > width) digits.assign(width, '*');
+    text.append(1 + width - digits.size(), ' ').append(digits);
+}
+
+const char* frcOf(int svid) {
+    const ConstellationCode code = SVIDToConstellation(svid);
+    for (const Constellation& constellation : kConstellations) {
+        if (constellation.code == code) return constellation.frc;
+    }
+    return kConstellations[0].frc;
+}
+
+std::string twoCharacterCode(const std::string& code) {
+    if (code.empty()) return "__";
+    std::string two = (code + "_").substr(0, 2);
+    for (char& c : two) {
+        if (c == ' ') c = '_';
+    }
+    return two;
+}
+
+#if defined(__GNUC__)
+__attribute__((format(printf, 3, 4)))
+#endif
+void appendLine(std::string& text, size_t capacity, const char* format, ...) {
+    constexpr size_t kLargestCapacity = 160;
+    char line[kLargestCapacity];
+    va_list values;
+    va_start(values, format);
+    std::vsnprintf(line, std::min(capacity, sizeof line), format, values);
+    va_end(values);
+    text += line;
+}
+
+}  // namespace
+
+uint8_t cggttsChecksum(const std::string& text) {
+    unsigned sum = 0;
+    for (const char c : text) {
+        if (c != '\n' && c != '\r') sum += static_cast<unsigned char>(c);
+    }
+    return static_cast<uint8_t>(sum & 0xFF);
+}
+
+std::string makeFileName(const Constellation& constellation, const std::string& labId, const std::string& rxId,
+                         uint32_t lastSampleTime) {
+    const unsigned mjd = modifiedJulianDate(lastSampleTime - kTrackLength);
+    char name[20];
+    std::snprintf(name, sizeof name, "%s%2s%2s%02u.%03u", constellation.filePrefix, twoCharacterCode(labId).c_str(),
+                  twoCharacterCode(rxId).c_str(), mjd / 1000, mjd % 1000);
+    return name;
+}
+
+std::string formatHeader(size_t constellation, const HeaderTexts& texts, const RunConfig& config) {
+    const Constellation& row = kConstellations[constellation];
+    const Vector3& position = config.phaseCentre[constellation];
+    const char* receiver = texts.receiverName.c_str();
+    std::string header;
+    appendLine(header, 50, "CGGTTS   GENERIC DATA FORMAT VERSION = 2E\n");
+    appendLine(header, 50, "REV DATE = %s\n", texts.revisionDate.c_str());
+    appendLine(header, 160, "RCVR = %s (%s)     %s\n", receiver, texts.firmwareVersion.c_str(), kProgramVersion);
+    appendLine(header, 40, "CH = %d\n", texts.channels);
+    appendLine(header, 80, "IMS = %s\n", receiver);
+    appendLine(header, 80, "LAB = %s\n", texts.laboratory.c_str());
+    appendLine(header, 50, "X = %.3f m\n", position.x);
+    appendLine(header, 50, "Y = %.3f m\n", position.y);
+    appendLine(header, 50, "Z = %.3f m\n", position.z);
+    appendLine(header, 40, "FRAME = ITRF\n");
+    appendLine(header, 160, "COMMENTS = LS=%d; ElMask=%.0fdeg; %s\n", config.leapSeconds, config.elevationMask,
+               texts.comment.c_str());
+    appendLine(header, 160, "INT DLY = %.1f ns (%s)   %.1f ns (%s)     CAL_ID = %s\n", config.*row.delay1,
+               row.delayLabel1, config.*row.delay2, row.delayLabel2, texts.calibrationId.c_str());
+    appendLine(header, 40, "CAB DLY = %.1f ns\n", config.delayCable);
+    appendLine(header, 40, "REF DLY = %.1f ns\n", config.delayReference);
+    appendLine(header, 80, "REF = %s\n", texts.timeReference.c_str());
+    appendLine(header, 20, "CKSUM =");
+    // The blank before the checksum is not summed (deliberate).
+    appendLine(header, 10, " %02x\n", static_cast<unsigned>(cggttsChecksum(header)));
+    appendLine(header, 10, "\n");
+    header += kColumnTitles;
+    return header;
+}
+
+void formatDataLine(const DataLine& line, std::string& text) {
+    const size_t start = text.size();
+    const unsigned second = line.trackStart % kSecondsPerDay;
+    char front[40];
+    std::snprintf(front, sizeof front, "%.3s FF%6u %02u%02u%02u%5u", SVIDToName(line.svid).data(),
+                  static_cast<unsigned>(modifiedJulianDate(line.trackStart)), second / 3600, second / 60 % 60,
+                  second % 60, static_cast<unsigned>(kTrackLength));
+    text += front;
+    for (const Column& column : kColumns) appendColumn(line, column, text);
+    text.append(" ").append(frcOf(line.svid)).append(" ");
+    char checksum[4];
+    std::snprintf(checksum, sizeof checksum, "%02X\n", static_cast<unsigned>(cggttsChecksum(text.substr(start))));
+    text += checksum;
+}

@@ -1,0 +1,59 @@
+// The text of CGGTTS version 2E files: names, headers, data lines, checksums.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "cggtts/constellations.h"
+#include "cggtts/runconfig.h"
+
+constexpr const char* kProgramVersion = "zelt2cggtts-1.3.3";
+
+// The values of one data line. Lengths are in m (delays as c times the delay), rates in m/s, angles in rad. A value
+// that rounds to more characters than its column has is printed as asterisks.
+struct DataLine {
+    uint8_t svid = 0;
+    uint32_t trackStart = 0;  // s since 1980-01-06
+    double elevation = 0;
+    double azimuth = 0;
+    double refsv = 0;
+    double srsv = 0;
+    double refsys = 0;
+    double srsys = 0;
+    double dsg = 0;
+    double ioe = 0;
+    double mdtr = 0;
+    double smdt = 0;
+    double mdio = 0;  // measured, as msio: printed in both places
+    double smdi = 0;
+    double isg = 0;
+    double frequencyChannel = 0;  // GLONASS -7 to 6, 0 for the others
+    double healthCode = 0;
+};
+
+struct HeaderTexts {
+    std::string receiverName;
+    std::string firmwareVersion;
+    int channels = 0;
+    std::string laboratory;
+    std::string revisionDate;
+    std::string calibrationId;
+    std::string comment;
+    std::string timeReference;
+};
+
+// Sum of the bytes of a text, line ends left out, modulo 256.
+uint8_t cggttsChecksum(const std::string& text);
+
+// File name from two-character codes of laboratory and receiver, for tracks closed at lastSampleTime (s since
+// 1980-01-06): "GZLL0060.123" for laboratory LL, receiver 00, a first track starting on MJD 60123. A blank in a code
+// becomes "_", a missing second character too; a code without a first character becomes "__".
+std::string makeFileName(const Constellation& constellation, const std::string& labId, const std::string& rxId,
+                         uint32_t lastSampleTime);
+
+// The header, with its checksum and the two title lines of the columns. `constellation` is the index into
+// kConstellations. A line too long for the room it has is cut (a cut line loses its line end, deliberately).
+std::string formatHeader(size_t constellation, const HeaderTexts& texts, const RunConfig& config);
+
+// Appends one data line of 127 columns and a line feed.
+void formatDataLine(const DataLine& line, std::string& text);
