@@ -1,0 +1,273 @@
+#include "app/cmdline.h"
+
+#include <cmath>
+#include <cstdio>
+#include <cstring>
+#include <limits>
+
+#include "app/helptext.h"
+#include "app/messages.h"
+#include "cggtts/writer.h"
+#include "utils/geometry/geometry.h"
+#include "utils/zeltdata/zeltsetup.h"
+
+using namespace Qon::Nav;
+
+namespace {
+
+constexpr size_t kPathCapacity = 1023;
+constexpr size_t kEpochTextCapacity = 19;
+constexpr size_t kCodeCapacity = 2;
+
+// The ionosphere-free combination of the two vertical offsets of each constellation, in the order of kConstellations:
+// factor = f1^2 / (f1^2 - f2^2) for L1/L2, E1/E5a, B1/B2. GLONASS has a constant of its own that is not that of its
+// 9/7 frequency ratio (deliberate).
+struct OffsetRow {
+    double AntennaSettings::*offset1;
+    double AntennaSettings::*offset2;
+    double factor1;
+    double factor2;  // factor1 - 1
+};
+constexpr OffsetRow kOffsets[kTrackedConstellations] = {
+    {&AntennaSettings::offsetL1, &AntennaSettings::offsetL2, 2.5457277801631593, 1.5457277801631593},
+    {&AntennaSettings::offsetGloL1, &AntennaSettings::offsetGloL2, 2.543764495985727, 1.543764495985727},
+    {&AntennaSettings::offsetL1, &AntennaSettings::offsetE5a, 2.2606043275188257, 1.2606043275188257},
+    {&AntennaSettings::offsetB1, &AntennaSettings::offsetB2, 2.487168313616926, 1.4871683136169258},
+};
+
+char kEmptyArgument[] = "";
+
+bool beginsWith(const char* argument, const char* option) {
+    return std::strncmp(argument, option, std::strlen(option)) == 0;
+}
+
+// The value of the option's next occurrence from argument i on, consumed; null when there is none.
+const char* takeValue(const char* option, int argc, char** argv, int& i) {
+    for (; i < argc; ++i) {
+        if (!beginsWith(argv[i], option)) continue;
+        const char* value = argv[i] + std::strlen(option);
+        argv[i] = kEmptyArgument;
+        if (*value == '\0' && i + 1 < argc) {
+            value = argv[++i];
+            argv[i] = kEmptyArgument;
+        }
+        ++i;
+        return value;
+    }
+    return nullptr;
+}
+
+void printSyntaxError(const char* option) {
+    std::fprintf(stderr, "!! Syntax error in %s argument.  Use -h option for help.\n", option);
+}
+
+template <class Number>
+bool getNumberOption(const char* option, const char* format, Number& value, int argc, char** argv) {
+    bool converted = true;
+    int i = 1;
+    while (const char* text = takeValue(option, argc, argv, i)) converted = std::sscanf(text, format, &value) == 1;
+    if (!converted) printSyntaxError(option);
+    return converted;
+}
+
+bool getEpochOption(const char* option, const EpochTarget& target, int argc, char** argv) {
+    std::string text;
+    getStringOption(option, {&text, kEpochTextCapacity}, argc, argv);
+    if (text.empty() || parseEpochBound(text.c_str(), *target.milliseconds)) return true;
+    printSyntaxError(option);
+    return false;
+}
+
+struct ApplyOption {
+    const char* option;
+    int argc;
+    char** argv;
+
+    bool operator()(double* value) const { return getDoubleOption(option, *value, argc, argv); }
+    bool operator()(int32_t* value) const { return getIntOption(option, *value, argc, argv); }
+    bool operator()(const EpochTarget& target) const { return getEpochOption(option, target, argc, argv); }
+    bool operator()(const TextTarget& target) const {
+        getStringOption(option, target, argc, argv);
+        return true;
+    }
+    bool operator()(bool* flag) const {
+        *flag = findOption(option, argc, argv, false);
+        return true;
+    }
+};
+
+bool reportLeftovers(int argc, char** argv) {
+    for (int i = 1; i < argc; ++i) {
+        if (*argv[i] == '\0') continue;
+        std::fprintf(stderr, "!! Unknown option %s.  Use -h option for help.\n", argv[i]);
+        return false;
+    }
+    return true;
+}
+
+bool getInputFile(int argc, char** argv, RunOptions& options) {
+    if (!findOption("-f", argc, argv, true)) {
+        std::fprintf(stderr, "!! Argument -f is mandatory.  Use -h option for help.\n");
+        return false;
+    }
+    getStringOption("-f", {&options.inputFile, kPathCapacity}, argc, argv);
+    return checkInputFile(options.inputFile.c_str(), "Zelt");
+}
+
+bool completeLeapSeconds(const RunOptions& options, RunConfig& config) {
+    if (config.leapSeconds == kNoLeapSeconds) config.leapSeconds = zeltLeapSecondsFromFile(options.inputFile.c_str());
+    if (config.leapSeconds != kNoLeapSeconds) return true;
+    std::fprintf(stderr, "!! Leap second cannot be determined.  Use -ls option to set it manually.\n");
+    return false;
+}
+
+bool isOrigin(const Vector3& p) { return p.x == 0 && p.y == 0 && p.z == 0; }
+
+void completeFromSetup(RunOptions& options, AntennaSettings& antenna) {
+    ZeltReceiverSetup setup;
+    if (!zeltReadReceiverSetup(options.inputFile.c_str(), setup)) return;
+    options.firmwareVersion = setup.firmwareVersion;
+    if (options.laboratory == "Unknown") options.laboratory = setup.agency;
+    if (setup.hasProductName) options.productName = setup.productName;
+    if (isOrigin(antenna.position) && setup.hasPosition) {
+        const Geodetic& p = setup.position;
+        antenna.position = GeodeticToEcef(MakeLocalFrame(p.latitude, p.longitude), p.height);
+    }
+}
+
+bool computePhaseCentres(const AntennaSettings& antenna, RunConfig& config) {
+    if (isOrigin(antenna.position)) {
+        std::fprintf(stderr, "!! Receiver position unknown.  Use -px, -py and -pz options to set it.\n");
+        return false;
+    }
+    const Geodetic p = EcefToGeodetic(antenna.position);
+    const LocalFrame frame = MakeLocalFrame(p.latitude, p.longitude);
+    for (size_t c = 0; c < kTrackedConstellations; ++c) {
+        const OffsetRow& row = kOffsets[c];
+        const double height = p.height + row.factor1 * (antenna.*row.offset1) - row.factor2 * (antenna.*row.offset2);
+        config.phaseCentre[c] = GeodeticToEcef(frame, height);
+    }
+    return true;
+}
+
+}  // namespace
+
+std::vector<Option> optionTable(RunConfig& config, RunOptions& options, AntennaSettings& antenna) {
+    return {
+        {"-px", &antenna.position.x},
+        {"-py", &antenna.position.y},
+        {"-pz", &antenna.position.z},
+        {"-ls", &config.leapSeconds},
+        {"-elm", &config.elevationMask},
+        {"-al1", &antenna.offsetL1},
+        {"-al2", &antenna.offsetL2},
+        {"-ag1", &antenna.offsetGloL1},
+        {"-ag2", &antenna.offsetGloL2},
+        {"-ae5a", &antenna.offsetE5a},
+        {"-ab1", &antenna.offsetB1},
+        {"-ab2", &antenna.offsetB2},
+        {"-dl1", &config.delayGpsL1},
+        {"-dl2", &config.delayGpsL2},
+        {"-dg1", &config.delayGloL1},
+        {"-dg2", &config.delayGloL2},
+        {"-de5a", &config.delayGalE5a},
+        {"-de1", &config.delayGalE1},
+        {"-db1", &config.delayBdsB1},
+        {"-db2", &config.delayBdsB2},
+        {"-dref", &config.delayReference},
+        {"-dcab", &config.delayCable},
+        {"-labid", TextTarget{&options.laboratoryCode, kCodeCapacity}},
+        {"-lab", TextTarget{&options.laboratory, 40}},
+        {"-rxid", TextTarget{&options.receiverId, kCodeCapacity}},
+        {"-calid", TextTarget{&options.calibrationId, 30}},
+        {"-revdate", TextTarget{&options.revisionDate, 30}},
+        {"-comment", TextTarget{&options.comment, 80}},
+        {"-tref", TextTarget{&options.timeReference, 30}},
+        {"-suffix", TextTarget{&options.suffix, 30}},
+        {"-x", TextTarget{&options.excluded, 9}},
+        {"-b", EpochTarget{&options.firstEpoch}},
+        {"-e", EpochTarget{&options.lastEpoch}},
+        {"-C", &config.contiguous},
+        {"-v", &options.progress},
+        {"-matlab", &options.numericOnly},
+    };
+}
+
+bool parseOptions(int argc, char** argv, RunConfig& config, RunOptions& options) {
+    if (findOption("-h", argc, argv, true)) {
+        printHelp();
+        return true;
+    }
+    if (findOption("-V", argc, argv, true)) {
+        std::printf("%s\n", kProgramVersion);
+        return true;
+    }
+    if (!getInputFile(argc, argv, options)) return false;
+    AntennaSettings antenna;
+    for (const Option& option : optionTable(config, options, antenna)) {
+        if (!std::visit(ApplyOption{option.text, argc, argv}, option.target)) return false;
+    }
+    if (!reportLeftovers(argc, argv)) return false;
+    options.laboratoryCode.resize(kCodeCapacity, '_');
+    options.receiverId.resize(kCodeCapacity, '_');
+    if (!completeLeapSeconds(options, config)) return false;
+    completeFromSetup(options, antenna);
+    return computePhaseCentres(antenna, config);
+}
+
+bool findOption(const char* option, int argc, char** argv, bool keep) {
+    for (int i = 1; i < argc; ++i) {
+        if (!beginsWith(argv[i], option)) continue;
+        if (!keep) argv[i] = kEmptyArgument;
+        return true;
+    }
+    return false;
+}
+
+bool getDoubleOption(const char* option, double& value, int argc, char** argv) {
+    return getNumberOption(option, "%lf", value, argc, argv);
+}
+
+bool getIntOption(const char* option, int32_t& value, int argc, char** argv) {
+    static_assert(std::is_same_v<int32_t, int>);
+    return getNumberOption(option, "%d", value, argc, argv);
+}
+
+void getStringOption(const char* option, const TextTarget& target, int argc, char** argv) {
+    int i = 1;
+    while (const char* text = takeValue(option, argc, argv, i)) {
+        *target.value = std::string(text).substr(0, target.capacity);
+    }
+}
+
+bool parseEpochBound(const char* text, int64_t& milliseconds) {
+    unsigned year = 0;
+    unsigned month = 0;
+    unsigned day = 0;
+    unsigned hour = 0;
+    unsigned minute = 0;
+    double second = 0;
+    char separator = 0;
+    const int converted = std::sscanf(text, "%u%c%u%c%u%c%u%c%u%c%lf", &year, &separator, &month, &separator, &day,
+                                      &separator, &hour, &separator, &minute, &separator, &second);
+    if (converted < 1) return false;
+    const double value = std::trunc(DateToGpsSeconds(year, month, day, hour, minute, second) * 1000 + 0.5);
+    constexpr auto kMin = std::numeric_limits<int64_t>::min();
+    constexpr auto kMax = std::numeric_limits<int64_t>::max();
+    if (value >= static_cast<double>(kMax)) {
+        milliseconds = kMax;
+    } else {
+        milliseconds = value >= static_cast<double>(kMin) ? static_cast<int64_t>(value) : kMin;
+    }
+    return true;
+}
+
+bool checkInputFile(const char* path, const char* kindWord) {
+    std::FILE* file = std::fopen(path, "rb");
+    if (file == nullptr) {
+        printOpenFailure(kindWord, path, "reading");
+        return false;
+    }
+    std::fclose(file);
+    return true;
+}

@@ -1,0 +1,82 @@
+#include "app/output.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+
+#include "app/messages.h"
+#include "cggtts/writer.h"
+
+namespace {
+
+constexpr size_t kPathCapacity = 49;
+constexpr size_t kCreatedFilesCapacity = 499;
+
+// Receivers count 80 channels from this firmware on.
+constexpr double kLastFirmwareWith64Channels = 5.2999;
+
+HeaderTexts headerTexts(const RunOptions& options) {
+    HeaderTexts texts;
+    texts.receiverName = options.productName;
+    texts.firmwareVersion = options.firmwareVersion;
+    texts.channels = std::atof(options.firmwareVersion.c_str()) > kLastFirmwareWith64Channels ? 80 : 64;
+    texts.laboratory = options.laboratory;
+    texts.revisionDate = options.revisionDate;
+    texts.calibrationId = options.calibrationId;
+    texts.comment = options.comment;
+    texts.timeReference = options.timeReference;
+    return texts;
+}
+
+void createFile(size_t c, const CggttsProcessor& processor, const RunConfig& config, const RunOptions& options,
+                OutputRegistry& outputs) {
+    const Constellation& constellation = kConstellations[c];
+    std::string path =
+        makeFileName(constellation, options.laboratoryCode, options.receiverId, processor.lastSampleTime()) +
+        options.suffix;
+    path.resize(std::min(path.size(), kPathCapacity));
+    outputs.streams[c] = openFileOrExit(path.c_str(), "wt", constellation.kindWord, 1);
+    std::fputs(formatHeader(c, headerTexts(options), config).c_str(), outputs.streams[c]);
+    std::string& list = outputs.createdFiles;
+    list += (list.empty() ? "" : ",") + path;
+    list.resize(std::min(list.size(), kCreatedFilesCapacity));
+}
+
+}  // namespace
+
+void writeOutputs(CggttsProcessor& processor, const RunConfig& config, const RunOptions& options,
+                  OutputRegistry& outputs) {
+    for (size_t c = 0; c < kConstellations.size(); ++c) {
+        if (outputs.streams[c] == nullptr && isConstellationEnabled(options, kConstellations[c].letter)) {
+            createFile(c, processor, config, options, outputs);
+        }
+    }
+    for (size_t c = 0; c < kConstellations.size(); ++c) {
+        if (outputs.streams[c] == nullptr) continue;
+        std::string& lines = processor.lineBuffer(c);
+        if (options.numericOnly) matlabFilter(lines);
+        std::fputs(lines.c_str(), outputs.streams[c]);
+    }
+}
+
+std::FILE* openFileOrExit(const char* path, const char* mode, const char* kindWord, int exitStatus) {
+    std::FILE* stream = std::fopen(path, mode);
+    if (stream == nullptr) {
+        printOpenFailure(kindWord, path, std::strpbrk(mode, "wa") != nullptr ? "writing" : "reading");
+        std::exit(exitStatus);
+    }
+    return stream;
+}
+
+void matlabFilter(std::string& text) {
+    for (char& c : text) {
+        if (c >= 'A' && c <= 'Z') c = '0';
+    }
+}
+
+void closeOutputs(OutputRegistry& outputs) {
+    for (std::FILE*& stream : outputs.streams) {
+        if (stream != nullptr) std::fclose(stream);
+        stream = nullptr;
+    }
+}

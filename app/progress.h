@@ -1,0 +1,20 @@
+// The progress indicator: one line of 80 characters on standard output, redrawn about once per percent.
+#pragma once
+
+#include <cstdint>
+
+#include "utils/zeltdata/zeltread.h"
+
+struct Progress {
+    float fileLength = 0;  // bytes; 0: not yet measured
+    float threshold = 0;   // percent; the indicator is redrawn beyond it
+};
+
+// Draws the share of the file read so far, on a scale from firstPercent to lastPercent. The first call ends the line
+// that the console is on.
+void showProgressRange(Progress& progress, ZeltFile& file, float firstPercent, float lastPercent);
+
+// Draws "label |====-    |  5%", or blanks the line when percent is not within 0 to 100 or is 100.
+void drawProgress(const char* label, float percent);
+
+void clearProgress();

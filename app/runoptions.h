@@ -1,0 +1,32 @@
+// The settings that do not enter the computation: texts of the header and file names, flags, the time window.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "utils/geometry/navtools.h"
+
+struct RunOptions {
+    std::string inputFile;  // empty: nothing is to be converted
+    std::string laboratory = "Unknown";
+    std::string laboratoryCode = "__";
+    std::string receiverId = "__";
+    std::string calibrationId;
+    std::string revisionDate;
+    std::string timeReference;
+    std::string comment;
+    std::string suffix;
+    std::string excluded;  // letters of constellations
+    std::string firmwareVersion = "Unknown";
+    std::string productName = "Unknown";
+    bool progress = false;
+    bool numericOnly = false;
+    // Time window of epochs, both ends included, ms since 1980-01-06 on the receiver's scale.
+    int64_t firstEpoch = 0;
+    int64_t lastEpoch = 60000 * Qon::Nav::kMillisecondsPerWeek;
+};
+
+// True unless the letter (of kConstellations) occurs among the excluded ones.
+inline bool isConstellationEnabled(const RunOptions& options, char letter) {
+    return options.excluded.find(letter) == std::string::npos;
+}
