@@ -1,0 +1,60 @@
+#!/bin/sh
+# program_test.sh PROGRAM EXAMPLES: the program as its users run it.
+set -u
+program=$1
+examples=$2
+log=$examples/esbc-2020-06-25-3h.zelt
+dir=$(mktemp -d)
+trap 'chmod -R u+w "$dir"; rm -rf "$dir"' EXIT
+cd "$dir" || exit 1
+failures=0
+
+fail() {
+    echo "FAILED: $*"
+    failures=$((failures + 1))
+}
+
+# expect STATUS OUT ERR ARGUMENTS...: runs the program; OUT and ERR are what it must print.
+expect() {
+    status=$1 out=$2 err=$3
+    shift 3
+    "$program" "$@" >out 2>err
+    got=$?
+    [ $got -eq "$status" ] || fail "status $got, not $status: $*"
+    [ "$(cat out)" = "$out" ] || fail "standard output of $*: $(cat out)"
+    [ "$(cat err)" = "$err" ] || fail "standard error of $*: $(cat err)"
+}
+
+none="No CGGTTS files were created"
+leap="!! Leap second cannot be determined.  Use -ls option to set it manually."
+: >empty
+head -c 5000 /dev/zero | tr '\0' '$' >garbage
+mkdir folder
+expect 3 "" "!! Argument -f is mandatory.  Use -h option for help."
+expect 3 "" 'The Zelt file "absent" could not be opened for reading: No such file or directory' -f absent
+expect 3 "" "$leap" -f empty
+expect 3 "" "$leap" -f folder
+expect 3 "" "$leap" -fgarbage
+expect 0 "$none" "" -f empty -ls 18 -px 1
+expect 0 "$none" "" -f garbage -ls 18 -px 1
+expect 0 "$none" "" -f "$log" -ls 18 -xGREC
+expect 0 "zelt2cggtts-1.3.3" "" -V
+mkdir GZ____59.025
+expect 1 "" 'The GPS output file "GZ____59.025" could not be opened for writing: Is a directory' -f "$log" -ls 18
+rmdir GZ____59.025
+expect 0 "Created following CGGTTS files:GZ____59.025" "" -f "$log" -ls 18 -xREC
+
+mkdir example
+"$examples/convert" "$program" example >out || fail "examples/convert"
+diff -r "$examples/expected" example || fail "the example's files differ"
+
+# The indicator: an empty line, redraws in place about once per percent, blanked at the end.
+"$program" -f "$log" -ls 18 -xREC -v >out
+[ "$(head -c 15 out | od -An -c | tr -d ' \n')" = '\n\rProcessing:|' ] ||
+    fail "progress begins: $(head -c 20 out | od -An -c)"
+redraws=$(tr '\r' '\n' <out | grep -c '^Processing: |[=-]* *| [ 0-9][0-9]%$')
+[ "$redraws" -ge 90 ] && [ "$redraws" -le 100 ] || fail "$redraws redraws"
+tr '\r' '\n' <out | grep '^Processing' | grep -qvE '^.{80}$' && fail "an indicator line is not 80 wide"
+[ "$(tail -n 1 out)" = "Created following CGGTTS files:GZ____59.025" ] || fail "summary after progress"
+
+[ $failures -eq 0 ]
