@@ -56,11 +56,23 @@ void forgetBlocks(ZeltMeasState& meas) {
     meas.pending = 0;
 }
 
+bool decodeMeas3(ZeltMeasState& meas, ZeltMeasEpoch& epoch) {
+    std::array<Meas3Blocks, kZeltAntennas> antennas;
+    for (size_t a = 0; a < antennas.size(); ++a) {
+        antennas[a] = {meas.blocks[kMeas3RangesKind][a].bytes(), meas.blocks[kMeas3DopplerKind][a].bytes(),
+                       meas.blocks[kMeas3Cn0HiResKind][a].bytes(), meas.blocks[kMeas3PpKind][a].bytes(),
+                       meas.blocks[kMeas3MpKind][a].bytes()};
+    }
+    return zeltDecodeMeas3(antennas, meas.references, epoch);
+}
+
 bool decodeStored(ZeltMeasState& meas, ZeltMeasEpoch& epoch, unsigned mode) {
     if (meas.collectionTow == meas.decodedTow) return false;
+    const bool hasMeas3 = (mode & kZeltAllowMeas3) != 0 && meas.blocks[kMeas3RangesKind][0].size != 0;
     const Bytes measEpoch = meas.blocks[kMeasEpochKind][0].bytes();
-    if ((mode & kZeltAllowMeasEpoch) == 0 || measEpoch.size == 0) return false;
+    if (!hasMeas3 && ((mode & kZeltAllowMeasEpoch) == 0 || measEpoch.size == 0)) return false;
     meas.decodedTow = meas.collectionTow;
+    if (hasMeas3) return decodeMeas3(meas, epoch);
     zeltDecodeMeasEpoch(measEpoch, epoch);
     zeltApplyMeasExtra(meas.blocks[kMeasExtraKind][0].bytes(), epoch);
     zeltApplyMeasFullRange(meas.blocks[kMeasFullRangeKind][0].bytes(), epoch);

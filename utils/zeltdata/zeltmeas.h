@@ -11,6 +11,7 @@
 #include <cstdint>
 #include <vector>
 
+#include "utils/zeltdata/meas3.h"
 #include "utils/zeltdata/zeltblock.h"
 #include "utils/zeltdata/zeltmeasepoch.h"
 
@@ -47,6 +48,7 @@ struct ZeltMeasState {
     uint32_t previousPending = 0;  // of the epoch before
     uint32_t collectionTow = kZeltNoTow;
     uint32_t decodedTow = kZeltNoTow;  // of the last epoch decoded: none is decoded twice
+    Meas3References references;
 };
 
 // Takes one block (of any number, with a valid time stamp); true when `epoch` now holds a decoded epoch. It may peek
