@@ -40,24 +40,18 @@ enum ConstellationIndex : size_t { kGlonassIndex = 1, kBeiDouIndex = 3 };
 struct ConstellationRow {
     int firstSvid;
     int lastSvid;
-    double codeBase;  // m
-    std::array<uint8_t, kMeas3Signals> signals;
+    double codeBase;                 // m
+    std::array<uint8_t, 6> signals;  // signal numbers by index; further indices have none
 };
 constexpr uint8_t kNone = kNoSignal;
 constexpr ConstellationRow kRows[kMeas3Constellations] = {
-    {1, 37, 19e6, {0, 3, 4, 1, 2, 5, kNone, kNone, kNone, kNone, kNone, kNone, kNone, kNone, kNone, kNone}},
-    {38, 68, 19e6, {8, 11, 9, 10, 12, kNone, kNone, kNone, kNone, kNone, kNone, kNone, kNone, kNone, kNone, kNone}},
-    {71, 106, 22e6, {17, 20, 21, 19, 22, kNone, kNone, kNone, kNone, kNone, kNone, kNone, kNone, kNone, kNone, kNone}},
-    {161, 197, 20e6, {28, 29, 30, 13, 14, kNone, kNone, kNone, kNone, kNone, kNone, kNone, kNone, kNone, kNone, kNone}},
-    {120,
-     158,
-     34e6,
-     {24, 25, kNone, kNone, kNone, kNone, kNone, kNone, kNone, kNone, kNone, kNone, kNone, kNone, kNone, kNone}},
-    {201, 207, 34e6, {6, 7, 26, 27, 32, 33, kNone, kNone, kNone, kNone, kNone, kNone, kNone, kNone, kNone, kNone}},
-    {211,
-     224,
-     34e6,
-     {15, kNone, kNone, kNone, kNone, kNone, kNone, kNone, kNone, kNone, kNone, kNone, kNone, kNone, kNone, kNone}},
+    {1, 37, 19e6, {0, 3, 4, 1, 2, 5}},                          // GPS
+    {38, 68, 19e6, {8, 11, 9, 10, 12, kNone}},                  // GLONASS
+    {71, 106, 22e6, {17, 20, 21, 19, 22, kNone}},               // Galileo
+    {161, 197, 20e6, {28, 29, 30, 13, 14, kNone}},              // BeiDou
+    {120, 158, 34e6, {24, 25, kNone, kNone, kNone, kNone}},     // SBAS
+    {201, 207, 34e6, {6, 7, 26, 27, 32, 33}},                   // QZSS
+    {211, 224, 34e6, {15, kNone, kNone, kNone, kNone, kNone}},  // NavIC
 };
 constexpr double kHighBeiDouCodeBase = 34e6;  // m, geostationary and inclined orbits
 constexpr size_t kBeiDouFlags = 16;
@@ -434,7 +428,7 @@ bool parseHeader(Bytes bytes, size_t constellation, Header& header) {
     const uint8_t excluded = (head & 0x80) != 0 ? cursor.take(1).u8(0) : 0;
     header.signalNumbers.fill(kNone);
     size_t named = 0;
-    for (size_t i = 0; i < kMeas3Signals; ++i) {
+    for (size_t i = 0; i < kRows[constellation].signals.size(); ++i) {
         if ((unsigned{excluded} >> i & 1) == 0) header.signalNumbers[named++] = kRows[constellation].signals[i];
     }
     header.size = bytes.size - cursor.rest.size;
