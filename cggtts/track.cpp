@@ -10,7 +10,7 @@ namespace {
 
 constexpr double kSecondsPerNanosecond = 1e-9;
 constexpr double kDegreesPerRadian = 57.29577951308232;
-constexpr double kHalfTrack = kTrackLength / 2;  // s
+constexpr double kHalfTrack = kTrackLength / 2.0;  // s
 
 // Broadcast group delays of the two signals, m.
 struct GroupDelays {

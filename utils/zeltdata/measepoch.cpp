@@ -53,7 +53,7 @@ void setCn0(uint8_t field, ZeltMeasSignal& signal) {
     signal.cn0Even = zeltEvenCn0(signal.cn0);
 }
 
-void setCarrier(int8_t msb, uint16_t lsb, double wavelength, ZeltMeasSignal& signal) {
+void setCarrier(int msb, uint16_t lsb, double wavelength, ZeltMeasSignal& signal) {
     if ((msb == -128 && lsb == 0) || isMissing(signal.pseudorange)) return;
     signal.carrierPhase = (msb * 65536 + lsb) * kCarrierUnit + signal.pseudorange / wavelength;
 }

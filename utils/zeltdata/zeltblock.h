@@ -29,7 +29,7 @@ struct Bytes {
     uint8_t u8(size_t offset) const { return static_cast<uint8_t>(load(offset, 1)); }
     uint16_t u16(size_t offset) const { return static_cast<uint16_t>(load(offset, 2)); }
     uint32_t u32(size_t offset) const { return static_cast<uint32_t>(load(offset, 4)); }
-    int8_t i8(size_t offset) const { return static_cast<int8_t>(u8(offset)); }
+    int i8(size_t offset) const { return u8(offset) < 0x80 ? u8(offset) : u8(offset) - 0x100; }
     int16_t i16(size_t offset) const { return static_cast<int16_t>(u16(offset)); }
     int32_t i32(size_t offset) const { return static_cast<int32_t>(u32(offset)); }
     float f32(size_t offset) const { return bitCast<float>(u32(offset)); }

@@ -13,15 +13,15 @@ enum class WeekFix { kNone, kResolve, kBeiDou };
 
 struct NavRow {
     uint16_t number;
-    size_t size;  // up to the end of the last field read
     WeekFix fix;
+    size_t size;                  // up to the end of the last field read
     std::array<size_t, 2> weeks;  // offsets, u16
 };
 constexpr NavRow kNavRows[] = {
-    {kZeltGpsNav, 140, WeekFix::kResolve, {kZeltGpsKepler.wnToe, kZeltGpsKepler.wnToc}},
-    {kZeltGalNav, 148, WeekFix::kNone, {}},
-    {kZeltGloNav, 91, WeekFix::kResolve, {ZeltGloNav::kWnToe, ZeltGloNav::kWnToe}},
-    {kZeltBdsNav, 140, WeekFix::kBeiDou, {kZeltGpsKepler.wnToe, kZeltGpsKepler.wnToc}},
+    {kZeltGpsNav, WeekFix::kResolve, 140, {kZeltGpsKepler.wnToe, kZeltGpsKepler.wnToc}},
+    {kZeltGalNav, WeekFix::kNone, 148, {}},
+    {kZeltGloNav, WeekFix::kResolve, 91, {ZeltGloNav::kWnToe, ZeltGloNav::kWnToe}},
+    {kZeltBdsNav, WeekFix::kBeiDou, 140, {kZeltGpsKepler.wnToe, kZeltGpsKepler.wnToc}},
 };
 
 uint16_t fullWeek(WeekFix fix, uint16_t currentWeek, uint16_t week) {
