@@ -25,11 +25,12 @@ bool isInTimeWindow(const RunOptions& options, uint32_t wnc, uint32_t tow) {
 
 void dispatchBlock(Bytes block, FilePass& pass) {
     if (!zeltHasTimeStamp(block)) return;
-    // Copied before the collector looks at the block that follows, which voids this view.
+    const bool isMeas = zeltIsMeasBlock(block);
+    const unsigned interest = mayBeNeeded(zeltWnc(block), zeltTow(block)) ? 0 : kZeltNoteOnly;
+    if (zeltCollectMeasBlock(pass.file, block, pass.epoch, kMeasMode | interest)) useEpoch(pass);
+    if (isMeas) return;
     ZeltNavBlock fixed;
-    const bool isNav = zeltFixNavBlock(block, fixed);
-    if (zeltCollectMeasBlock(pass.file, block, pass.epoch, kMeasMode)) useEpoch(pass);
-    if (isNav) Qon::Nav::StoreNavBlock(pass.store, fixed.bytes());
+    if (zeltFixNavBlock(block, fixed)) Qon::Nav::StoreNavBlock(pass.store, fixed.bytes());
 }
 
 void processFile(const RunConfig& config, const RunOptions& options, OutputRegistry& outputs) {

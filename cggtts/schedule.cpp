@@ -9,7 +9,12 @@ constexpr uint32_t kLastPhase = 85440;       // s; beyond it a 90th track would 
 constexpr uint32_t kFirstSlotOffset = 5;     // in samples: the first track's slot 0 is at phase 150 s
 constexpr uint32_t kTrackSpacing = 32;       // in samples: 960 s
 
+// In this week seconds since 1980 cease to fit 32 bits, and whole weeks are no longer whole sample spacings.
+constexpr uint32_t kFirstWrappedWeek = 7101;
+
 }  // namespace
+
+bool mayBeNeeded(uint32_t wnc, uint32_t tow) { return tow / 1000 % kSampleSpacing == 0 || wnc >= kFirstWrappedWeek; }
 
 uint32_t modifiedJulianDate(uint32_t t) {
     return (t - kScheduleOrigin) / Qon::Nav::kSecondsPerDay + kScheduleOriginMjd;

@@ -13,6 +13,11 @@ constexpr int kNoSlot = -1;
 constexpr uint32_t kScheduleOrigin = 559699200;
 constexpr uint32_t kScheduleOriginMjd = 50722;
 
+// False for an epoch of week wnc (GPS) and time of week tow (ms) that no track can need: it is no sample instant, nor
+// is it the reference epoch of a differentially logged one, as their intervals divide the sample spacing or are
+// multiples of it.
+bool mayBeNeeded(uint32_t wnc, uint32_t tow);
+
 // Modified Julian date of a time, in unsigned arithmetic: it needs t from the origin on.
 uint32_t modifiedJulianDate(uint32_t t);
 

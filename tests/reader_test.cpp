@@ -35,19 +35,27 @@ struct ReaderTest : testing::Test {
 
 using Numbers = std::vector<int>;
 
-TEST(Crc, IsXmodemWhateverTheSplit) {
+TEST(Crc, IsXmodemByEveryWay) {
     const std::string check = "123456789";
-    const auto* data = reinterpret_cast<const uint8_t*>(check.data());
-    EXPECT_EQ(zeltCrc(data, check.size()), 0x31C3);  // the published check value
-    ByteVector long_;
-    for (int i = 0; i < 1000; ++i) long_.push_back(static_cast<uint8_t>(i * i >> 3));
-    unsigned bitwise = 0;
-    for (size_t i = 0; i < long_.size(); ++i) {
-        bitwise ^= static_cast<unsigned>(long_[i]) << 8;
-        for (int bit = 0; bit < 8; ++bit) bitwise = (bitwise << 1) ^ ((bitwise & 0x8000) != 0 ? 0x11021 : 0);
-        ASSERT_EQ(zeltCrc(long_.data(), i + 1), bitwise) << i;
-        ASSERT_EQ(zeltCrc(long_.data() + i / 2, i + 1 - i / 2, zeltCrc(long_.data(), i / 2)), bitwise) << i;
+    const auto* digits = reinterpret_cast<const uint8_t*>(check.data());
+    EXPECT_EQ(zeltCrc(digits, check.size()), 0x31C3);  // the published check value
+    ByteVector data;
+    for (int i = 0; i < 1000; ++i) data.push_back(static_cast<uint8_t>(i * i >> 3));
+    ZeltCrcIndex index;
+    zeltBuildCrcIndex(viewOf(data), index);
+    for (size_t start = 0; start < 20; ++start) {
+        unsigned bitwise = 0;
+        for (size_t end = start; end < data.size(); ++end) {
+            ASSERT_EQ(zeltCrcByTable(data.data() + start, end - start), bitwise) << start << ' ' << end;
+            ASSERT_EQ(zeltCrcByFolding(data.data() + start, end - start), bitwise) << start << ' ' << end;
+            ASSERT_EQ(zeltIndexedCrc(index, start, end - start), bitwise) << start << ' ' << end;
+            bitwise ^= static_cast<unsigned>(data[end]) << 8;
+            for (int bit = 0; bit < 8; ++bit) bitwise = (bitwise << 1) ^ ((bitwise & 0x8000) != 0 ? 0x11021 : 0);
+        }
     }
+    data.resize(70000, 0x5A);
+    zeltBuildCrcIndex(viewOf(data), index);
+    EXPECT_EQ(zeltIndexedCrc(index, 1001, 65535), zeltCrcByTable(data.data() + 1001, 65535));
 }
 
 TEST_F(ReaderTest, EveryFlippedBitLosesExactlyItsBlock) {

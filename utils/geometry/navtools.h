@@ -9,7 +9,7 @@ constexpr uint32_t kSecondsPerWeek = 604800;
 constexpr uint32_t kSecondsPerDay = 86400;
 constexpr int64_t kMillisecondsPerWeek = 604800000;
 
-// Seconds since the GPS origin of a week and a second of that week, in unsigned 32-bit arithmetic (it wraps after
+// Seconds since the GPS origin of a week and a second of that week, in unsigned 32-bit arithmetic (it wraps in
 // week 7101) and widened: the time of a reference epoch as every comparison uses it.
 double GpsTime(uint32_t week, uint32_t secondOfWeek);
 

@@ -1,21 +1,33 @@
 #include "utils/zeltdata/zeltcrc.h"
 
 #include <array>
+#include <cstring>
+
+#if defined(__x86_64__) && defined(__GNUC__)
+#define ZELT_CRC_FOLDING 1
+#include <immintrin.h>
+#endif
 
 namespace {
 
 constexpr unsigned kPolynomial = 0x1021;
 constexpr size_t kStep = 16;  // bytes per step; 8 KiB of tables
 
+// The remainder times x, modulo the polynomial.
+constexpr unsigned timesX(unsigned remainder) {
+    return ((remainder << 1) ^ ((remainder & 0x8000) != 0 ? kPolynomial : 0)) & 0xFFFF;
+}
+
+constexpr unsigned timesPowerOfX(unsigned remainder, unsigned power) {
+    for (; power > 0; --power) remainder = timesX(remainder);
+    return remainder;
+}
+
 // tables[k][v] is the CRC of the byte v followed by k zero bytes: the CRC being linear, that of a step is the XOR of
 // one entry per byte.
 constexpr std::array<std::array<uint16_t, 256>, kStep> makeTables() {
     std::array<std::array<uint16_t, 256>, kStep> tables{};
-    for (unsigned v = 0; v < 256; ++v) {
-        unsigned crc = v << 8;
-        for (int bit = 0; bit < 8; ++bit) crc = (crc & 0x8000) != 0 ? (crc << 1) ^ kPolynomial : crc << 1;
-        tables[0][v] = static_cast<uint16_t>(crc);
-    }
+    for (unsigned v = 0; v < 256; ++v) tables[0][v] = static_cast<uint16_t>(timesPowerOfX(v << 8, 8));
     for (size_t k = 1; k < kStep; ++k) {
         for (unsigned v = 0; v < 256; ++v) {
             const unsigned crc = tables[k - 1][v];
@@ -24,24 +36,154 @@ constexpr std::array<std::array<uint16_t, 256>, kStep> makeTables() {
     }
     return tables;
 }
-
 constexpr auto kTables = makeTables();
+
+uint16_t addByte(uint16_t crc, uint8_t byte) {
+    return static_cast<uint16_t>((crc << 8) ^ kTables[0][(crc >> 8) ^ byte]);
+}
+
+// The CRC continued over Count bytes, 2 to kStep.
+template <size_t Count>
+uint16_t addBytes(uint16_t crc, const uint8_t* data) {
+    unsigned next = kTables[Count - 1][data[0] ^ (crc >> 8)] ^ kTables[Count - 2][data[1] ^ (crc & 0xFF)];
+    for (size_t i = 2; i < Count; ++i) next ^= kTables[Count - 1 - i][data[i]];
+    return static_cast<uint16_t>(next);
+}
+
+// x^(8 n) modulo the polynomial is powers.low[n % 256] times powers.high[n / 256].
+struct BytePowers {
+    std::array<uint16_t, 256> low;
+    std::array<uint16_t, 256> high;
+};
+constexpr BytePowers makePowers() {
+    BytePowers powers{};
+    unsigned power = 1;
+    for (size_t n = 0; n < 256; ++n, power = timesPowerOfX(power, 8)) powers.low[n] = static_cast<uint16_t>(power);
+    const unsigned step = power;  // x^(8 * 256)
+    power = 1;
+    for (size_t n = 0; n < 256; ++n) {
+        powers.high[n] = static_cast<uint16_t>(power);
+        unsigned product = 0;
+        for (unsigned bit = 0; bit < 16; ++bit) {
+            if ((power >> bit & 1) != 0) product ^= timesPowerOfX(step, bit);
+        }
+        power = product;
+    }
+    return powers;
+}
+constexpr BytePowers kPowers = makePowers();
+
+// Product modulo the polynomial.
+uint16_t multiply(uint16_t a, uint16_t b) {
+    uint32_t product = 0;
+    for (unsigned bit = 0; bit < 16; ++bit) product ^= (uint32_t{b} << bit) & (0U - (unsigned{a} >> bit & 1));
+    const uint32_t high = product >> 16;
+    return static_cast<uint16_t>(product ^ kTables[1][high >> 8] ^ kTables[0][high & 0xFF]);
+}
+
+constexpr size_t kIndexStep = 8;
+
+uint16_t crcBefore(const ZeltCrcIndex& index, size_t offset) {
+    uint16_t crc = index.before[offset / kIndexStep];
+    for (size_t i = offset - offset % kIndexStep; i < offset; ++i) crc = addByte(crc, index.bytes.data[i]);
+    return crc;
+}
 
 }  // namespace
 
-uint16_t zeltCrc(const uint8_t* data, size_t size, uint16_t crc) {
-    for (; size >= kStep; size -= kStep, data += kStep) {
-        unsigned next = kTables[kStep - 1][data[0] ^ (crc >> 8)] ^ kTables[kStep - 2][data[1] ^ (crc & 0xFF)];
-        for (size_t i = 2; i < kStep; ++i) next ^= kTables[kStep - 1 - i][data[i]];
-        crc = static_cast<uint16_t>(next);
-    }
-    for (; size > 0; --size, ++data) {
-        crc = static_cast<uint16_t>((crc << 8) ^ kTables[0][(crc >> 8) ^ *data]);
-    }
+uint16_t zeltCrcByTable(const uint8_t* data, size_t size) {
+    uint16_t crc = 0;
+    for (; size >= kStep; size -= kStep, data += kStep) crc = addBytes<kStep>(crc, data);
+    for (; size > 0; --size, ++data) crc = addByte(crc, *data);
     return crc;
+}
+
+#ifdef ZELT_CRC_FOLDING
+
+namespace {
+
+constexpr size_t kLane = 16;
+constexpr size_t kLanes = 4;  // enough to hide the multiplication's latency
+
+// 16 bytes as a polynomial: the first byte has the highest powers.
+[[gnu::target("pclmul,ssse3")]] __m128i loadLane(const uint8_t* data) {
+    const __m128i reversed = _mm_set_epi8(0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15);
+    return _mm_shuffle_epi8(_mm_loadu_si128(reinterpret_cast<const __m128i*>(data)), reversed);
+}
+
+// Factors that move the halves of a lane up by Bits: x^(Bits + 64) and x^Bits modulo the polynomial.
+template <unsigned Bits>
+[[gnu::target("pclmul,ssse3")]] __m128i fold(__m128i lane, __m128i onto) {
+    const __m128i factors = _mm_set_epi64x(timesPowerOfX(1, Bits + 64), timesPowerOfX(1, Bits));
+    const __m128i high = _mm_clmulepi64_si128(lane, factors, 0x11);
+    const __m128i low = _mm_clmulepi64_si128(lane, factors, 0x00);
+    return _mm_xor_si128(onto, _mm_xor_si128(high, low));
+}
+
+}  // namespace
+
+bool zeltHasCrcFolding() {
+    __builtin_cpu_init();
+    return __builtin_cpu_supports("pclmul") && __builtin_cpu_supports("ssse3");
+}
+
+// Everything is folded onto 16 bytes that leave the same remainder, for the table to finish. Leading zeros do not
+// change a CRC, so an odd length is made even in front.
+[[gnu::target("pclmul,ssse3")]] uint16_t zeltCrcByFolding(const uint8_t* data, size_t size) {
+    const size_t head = size % kLane;
+    uint8_t bytes[kLane] = {};
+    if (head != 0) std::memcpy(bytes + kLane - head, data, head);
+    __m128i sum = loadLane(bytes);
+    const uint8_t* const end = data + size;
+    data += head;
+    if (end - data >= static_cast<std::ptrdiff_t>(2 * kLanes * kLane)) {
+        __m128i lanes[kLanes] = {fold<128>(sum, loadLane(data)), loadLane(data + kLane), loadLane(data + 2 * kLane),
+                                 loadLane(data + 3 * kLane)};
+        data += kLanes * kLane;
+        for (; end - data >= static_cast<std::ptrdiff_t>(kLanes * kLane); data += kLanes * kLane) {
+            for (size_t i = 0; i < kLanes; ++i) lanes[i] = fold<128 * kLanes>(lanes[i], loadLane(data + i * kLane));
+        }
+        sum = lanes[0];
+        for (size_t i = 1; i < kLanes; ++i) sum = fold<128>(sum, lanes[i]);
+    }
+    for (; data != end; data += kLane) sum = fold<128>(sum, loadLane(data));
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(bytes), sum);
+    uint8_t folded[kLane];
+    for (size_t i = 0; i < kLane; ++i) folded[i] = bytes[kLane - 1 - i];
+    return addBytes<kLane>(0, folded);
+}
+
+#else
+
+bool zeltHasCrcFolding() { return false; }
+
+uint16_t zeltCrcByFolding(const uint8_t* data, size_t size) { return zeltCrcByTable(data, size); }
+
+#endif
+
+uint16_t zeltCrc(const uint8_t* data, size_t size) {
+    static const bool hasFolding = zeltHasCrcFolding();
+    return hasFolding ? zeltCrcByFolding(data, size) : zeltCrcByTable(data, size);
 }
 
 bool zeltCrcIsValid(Bytes block) {
     const Bytes summed = block.sub(kZeltIdOffset, block.size);
     return zeltCrc(summed.data, summed.size) == block.u16(kZeltCrcOffset);
+}
+
+void zeltBuildCrcIndex(Bytes bytes, ZeltCrcIndex& index) {
+    index.bytes = bytes;
+    index.before.resize(bytes.size / kIndexStep + 1);
+    uint16_t crc = 0;
+    for (size_t i = 0; i < index.before.size(); ++i) {
+        index.before[i] = crc;
+        if (bytes.has(i * kIndexStep, kIndexStep)) crc = addBytes<kIndexStep>(crc, bytes.data + i * kIndexStep);
+    }
+}
+
+// The CRC of a whole is that of its front, moved up by the length of the rest, plus that of the rest.
+uint16_t zeltIndexedCrc(const ZeltCrcIndex& index, size_t offset, size_t size) {
+    const uint16_t front =
+        multiply(multiply(crcBefore(index, offset), kPowers.low[size % 256]), kPowers.high[size / 256]);
+    return crcBefore(index, offset + size) ^ front;
 }

@@ -3,11 +3,29 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <vector>
 
 #include "utils/zeltdata/zeltblock.h"
 
-// The CRC of `size` bytes, continued from `crc`.
-uint16_t zeltCrc(const uint8_t* data, size_t size, uint16_t crc = 0);
+// The CRC of `size` bytes, by the fastest way that the processor has.
+uint16_t zeltCrc(const uint8_t* data, size_t size);
+
+// The two ways: by tables, 16 bytes a step; and by carry-less multiplication, where zeltHasCrcFolding() says that the
+// processor has it (elsewhere it is the table's).
+uint16_t zeltCrcByTable(const uint8_t* data, size_t size);
+uint16_t zeltCrcByFolding(const uint8_t* data, size_t size);
+bool zeltHasCrcFolding();
 
 // True when the CRC field of a block (of at least its header) is that of its bytes from the ID field on.
 bool zeltCrcIsValid(Bytes block);
+
+// CRCs of any stretches of the same bytes at a cost that does not depend on their length: for data in which many
+// candidates overlap. Holds the CRC of the bytes before every eighth position.
+struct ZeltCrcIndex {
+    Bytes bytes;
+    std::vector<uint16_t> before;
+};
+void zeltBuildCrcIndex(Bytes bytes, ZeltCrcIndex& index);
+
+// The CRC of `size` (at most kZeltMaxLength) bytes from `offset` on; the stretch must lie inside the index's bytes.
+uint16_t zeltIndexedCrc(const ZeltCrcIndex& index, size_t offset, size_t size);

@@ -38,11 +38,14 @@ int antennaOf(const MeasKindRow& row, Bytes block) {
     return row.antennaOffset == kNoAntennaField ? 0 : block.u8(row.antennaOffset) & 0x07;
 }
 
-void storeBlock(const MeasKindRow& row, Bytes block, ZeltMeasState& meas) {
+void storeBlock(const MeasKindRow& row, Bytes block, bool noteOnly, ZeltMeasState& meas) {
     meas.pending |= 1U << row.kind;
     const int antenna = antennaOf(row, block);
     if (antenna >= kZeltAntennas) return;
     ZeltBlockCopy& copy = meas.blocks[row.kind][static_cast<size_t>(antenna)];
+    copy.isNoted = true;
+    copy.size = 0;
+    if (noteOnly) return;
     if (copy.storage.size() < block.size) copy.storage.resize(block.size);
     std::copy_n(block.data, block.size, copy.storage.data());
     copy.size = block.size;
@@ -50,7 +53,10 @@ void storeBlock(const MeasKindRow& row, Bytes block, ZeltMeasState& meas) {
 
 void forgetBlocks(ZeltMeasState& meas) {
     for (auto& antennas : meas.blocks) {
-        for (ZeltBlockCopy& copy : antennas) copy.size = 0;
+        for (ZeltBlockCopy& copy : antennas) {
+            copy.size = 0;
+            copy.isNoted = false;
+        }
     }
     meas.previousPending = meas.pending;
     meas.pending = 0;
@@ -68,12 +74,14 @@ bool decodeMeas3(ZeltMeasState& meas, ZeltMeasEpoch& epoch) {
 
 bool decodeStored(ZeltMeasState& meas, ZeltMeasEpoch& epoch, unsigned mode) {
     if (meas.collectionTow == meas.decodedTow) return false;
-    const bool hasMeas3 = (mode & kZeltAllowMeas3) != 0 && meas.blocks[kMeas3RangesKind][0].size != 0;
-    const Bytes measEpoch = meas.blocks[kMeasEpochKind][0].bytes();
-    if (!hasMeas3 && ((mode & kZeltAllowMeasEpoch) == 0 || measEpoch.size == 0)) return false;
+    const ZeltBlockCopy& ranges = meas.blocks[kMeas3RangesKind][0];
+    const ZeltBlockCopy& measEpoch = meas.blocks[kMeasEpochKind][0];
+    const bool isMeas3 = (mode & kZeltAllowMeas3) != 0 && ranges.isNoted;
+    if (!isMeas3 && ((mode & kZeltAllowMeasEpoch) == 0 || !measEpoch.isNoted)) return false;
     meas.decodedTow = meas.collectionTow;
-    if (hasMeas3) return decodeMeas3(meas, epoch);
-    zeltDecodeMeasEpoch(measEpoch, epoch);
+    if ((isMeas3 ? ranges : measEpoch).size == 0) return false;
+    if (isMeas3) return decodeMeas3(meas, epoch);
+    zeltDecodeMeasEpoch(measEpoch.bytes(), epoch);
     zeltApplyMeasExtra(meas.blocks[kMeasExtraKind][0].bytes(), epoch);
     zeltApplyMeasFullRange(meas.blocks[kMeasFullRangeKind][0].bytes(), epoch);
     return true;
@@ -112,7 +120,7 @@ bool zeltCollectMeasBlock(ZeltFile& file, Bytes block, ZeltMeasEpoch& epoch, uns
     if (row == nullptr || tow != meas.collectionTow) decoded = zeltDecodePendingEpoch(file, epoch, mode);
     meas.collectionTow = tow;
     if (row == nullptr) return decoded;
-    storeBlock(*row, block, meas);
+    storeBlock(*row, block, (mode & kZeltNoteOnly) != 0, meas);
     if (decoded || epochGoesOn(file)) return decoded;
     return zeltDecodePendingEpoch(file, epoch, mode);
 }

@@ -20,6 +20,7 @@ struct ZeltFile;
 // What zeltCollectMeasBlock may decode, or-ed together.
 constexpr unsigned kZeltAllowMeas3 = 1;
 constexpr unsigned kZeltAllowMeasEpoch = 2;
+constexpr unsigned kZeltNoteOnly = 4;  // the block's epoch is of no interest: follow it, but do not decode it
 
 // The kinds of measurement block that an epoch may be made of, in the order of their pending marks.
 enum ZeltMeasKind : size_t {
@@ -38,6 +39,7 @@ enum ZeltMeasKind : size_t {
 struct ZeltBlockCopy {
     std::vector<uint8_t> storage;  // keeps its capacity from epoch to epoch
     size_t size = 0;
+    bool isNoted = false;  // there was a block, copied or not
 
     Bytes bytes() const { return {storage.data(), size}; }
 };
@@ -51,9 +53,10 @@ struct ZeltMeasState {
     Meas3References references;
 };
 
-// Takes one block (of any number, with a valid time stamp); true when `epoch` now holds a decoded epoch. It may peek
-// at the file's next block, after which views of earlier blocks are void. An epoch that was complete already when the
-// block came is delivered first; the block's own epoch then follows at a later call or at zeltDecodePendingEpoch.
+// Takes one block (of any number, with a valid time stamp); true when `epoch` now holds a decoded epoch. After a
+// measurement block it may peek at the file's next block, which voids views of earlier blocks. An epoch that was
+// complete already when the block came is delivered first; the block's own epoch then follows at a later call or at
+// zeltDecodePendingEpoch.
 bool zeltCollectMeasBlock(ZeltFile& file, Bytes block, ZeltMeasEpoch& epoch, unsigned mode);
 
 // Decodes what has been collected, and forgets it: for the end of the file, where no block follows that would tell

@@ -3,12 +3,18 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "utils/zeltdata/zeltcrc.h"
+#if __has_include(<fcntl.h>)
+#include <fcntl.h>
+#endif
 
 namespace {
 
 // Room for several of the largest blocks, so that keeping a block's tail on a refill stays rare.
 constexpr size_t kWindowCapacity = size_t{256} * 1024;
+
+// When candidates with a wrong CRC have cost this much of a window's summing, the window is indexed: a file of false
+// starts would otherwise cost the CRC of up to 64 KiB for each.
+constexpr size_t kWastedBytesLimit = 2 * kWindowCapacity;
 
 // The numbers of the fatal message are fixed: they tell the support desk which operation failed.
 enum FatalPlace : int {
@@ -46,11 +52,17 @@ int64_t tellFile(std::FILE* stream) {
 
 int64_t windowEnd(const ZeltFile& file) { return file.windowPos + static_cast<int64_t>(file.windowSize); }
 
+void forgetIndex(ZeltFile& file) {
+    file.wastedBytes = 0;
+    file.isIndexed = false;
+}
+
 void moveWindow(ZeltFile& file, int64_t pos, FatalPlace place) {
     if (file.stream != nullptr && seekFile(file.stream, pos, SEEK_SET) != 0) zeltFatal(place);
     file.windowPos = pos;
     file.windowSize = 0;
     file.endReached = file.stream == nullptr;
+    forgetIndex(file);
 }
 
 // Drops what lies before window offset `offset` and fills the window up.
@@ -62,6 +74,7 @@ void refillWindow(ZeltFile& file, size_t offset) {
     const size_t got = std::fread(file.window.data() + file.windowSize, 1, room, file.stream);
     file.windowSize += got;
     file.endReached = got < room;
+    forgetIndex(file);
 }
 
 // The bytes from file position `pos` on, `count` of them or fewer where the file ends. `pos` is never beyond the
@@ -86,6 +99,19 @@ int64_t findSync(ZeltFile& file, int64_t pos) {
     }
 }
 
+// The same as zeltCrcIsValid, for a block that lies in the window.
+bool crcIsValid(ZeltFile& file, Bytes block) {
+    if (file.wastedBytes <= kWastedBytesLimit) {
+        if (zeltCrcIsValid(block)) return true;
+        file.wastedBytes += block.size;
+        return false;
+    }
+    if (!file.isIndexed) zeltBuildCrcIndex({file.window.data(), file.windowSize}, file.crcIndex);
+    file.isIndexed = true;
+    const size_t offset = static_cast<size_t>(block.data - file.window.data()) + kZeltIdOffset;
+    return zeltIndexedCrc(file.crcIndex, offset, block.size - kZeltIdOffset) == block.u16(kZeltCrcOffset);
+}
+
 // True when a valid block begins at `pos`, the position of a first sync byte.
 bool readBlockAt(ZeltFile& file, int64_t pos, Bytes& block) {
     const Bytes header = bytesAt(file, pos, kZeltHeaderSize);
@@ -93,7 +119,7 @@ bool readBlockAt(ZeltFile& file, int64_t pos, Bytes& block) {
     if (header.size < kZeltHeaderSize || header.u8(1) != kZeltSync2 || length < kZeltMinLength) return false;
     block = bytesAt(file, pos, length);
     if (block.size < length) return false;
-    if (!zeltCrcIsValid(block)) {
+    if (!crcIsValid(file, block)) {
         ++file.crcErrorCount;
         return false;
     }
@@ -127,6 +153,9 @@ void zeltOpenFile(const char* path, ZeltFile& file) {
     file.stream = std::fopen(path, "rb");
     if (file.stream == nullptr) zeltFatal(kOpen);
     std::setvbuf(file.stream, nullptr, _IONBF, 0);  // the window is the buffer
+#ifdef POSIX_FADV_SEQUENTIAL
+    posix_fadvise(fileno(file.stream), 0, 0, POSIX_FADV_SEQUENTIAL);
+#endif
     file.window.resize(kWindowCapacity);
 }
 

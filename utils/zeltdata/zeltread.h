@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "utils/zeltdata/zeltblock.h"
+#include "utils/zeltdata/zeltcrc.h"
 #include "utils/zeltdata/zeltmeas.h"
 
 constexpr uint16_t kZeltAnyBlock = 65535;  // block-number filter that every block passes
@@ -41,6 +42,9 @@ struct ZeltFile {
     bool endReached = false;  // the system has no bytes behind the window
     int64_t position = 0;     // where the next call begins
     ZeltLookahead lookahead;
+    size_t wastedBytes = 0;  // of this window, summed for candidates whose CRC was wrong
+    bool isIndexed = false;  // crcIndex is of this window
+    ZeltCrcIndex crcIndex;
     uint32_t crcErrorCount = 0;  // candidates whose CRC was wrong; one met twice (after going back) counts twice
     ZeltMeasState meas;
 };
