@@ -53,6 +53,7 @@ bool parseArguments(int argc, char** argv, Arguments& arguments) {
 }
 
 // A stretch that a hunt for blocks can make nothing of: sync bytes and headers that promise long blocks, and garbage.
+// One candidate in 65536 has the right CRC by chance and swallows what it spans.
 ByteVector makeFalseStarts(size_t size, std::mt19937& random) {
     ByteVector bytes;
     while (bytes.size() < size) {

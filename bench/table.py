@@ -5,7 +5,7 @@ import pathlib
 import statistics
 import sys
 
-COLUMNS = "%-21s %8s %8s %8s %8s %8s %9s %10s %7s"
+COLUMNS = "%-21s %6s %8s %8s %8s %8s %8s %8s %8s %7s"
 
 
 def read_round(path):
@@ -20,12 +20,14 @@ def print_row(size_file):
     ratio = statistics.median(row[1] / row[2] for row in rounds)
     megabytes = int(size_file.read_text()) / 1e6
     peak = int(size_file.with_suffix(".memory").read_text().split()[-1]) / 1e3
-    print(COLUMNS % (size_file.stem, "%.1f" % megabytes, "%.3f" % wall, "%.3f" % cpu, "%.0f" % (megabytes / wall),
-                     "%.2f" % (cpu * 1e3 / megabytes), "%.1f" % peak, "%.3f" % cksum, "%.1f" % ratio))
+    lines = size_file.with_suffix(".lines").read_text().strip()
+    print(COLUMNS % (size_file.stem, lines, "%.1f" % megabytes, "%.3f" % wall, "%.3f" % cpu,
+                     "%.0f" % (megabytes / wall), "%.2f" % (cpu * 1e3 / megabytes), "%.1f" % peak, "%.3f" % cksum,
+                     "%.1f" % ratio))
 
 
 def main():
-    print(COLUMNS % ("log", "MB", "wall s", "CPU s", "MB/s", "ms/MB", "peak MB", "cksum s", "ratio"))
+    print(COLUMNS % ("log", "lines", "MB", "wall s", "CPU s", "MB/s", "ms/MB", "peak MB", "cksum s", "ratio"))
     for size_file in sorted(pathlib.Path(sys.argv[1]).glob("*.size"), key=lambda path: path.stat().st_mtime_ns):
         print_row(size_file)
     print("MB: 10^6 bytes. MB/s by wall time, ms/MB by CPU time. ratio: CPU time over that of cksum.")
