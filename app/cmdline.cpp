@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <cstring>
 #include <limits>
+#include <type_traits>
 
 #include "app/helptext.h"
 #include "app/messages.h"
@@ -115,6 +116,7 @@ bool getInputFile(int argc, char** argv, RunOptions& options) {
 }
 
 bool completeLeapSeconds(const RunOptions& options, RunConfig& config) {
+    static_assert(kNoLeapSeconds == kZeltNoLeapSeconds);
     if (config.leapSeconds == kNoLeapSeconds) config.leapSeconds = zeltLeapSecondsFromFile(options.inputFile.c_str());
     if (config.leapSeconds != kNoLeapSeconds) return true;
     std::fprintf(stderr, "!! Leap second cannot be determined.  Use -ls option to set it manually.\n");

@@ -7,7 +7,7 @@
 
 namespace {
 
-constexpr unsigned kMeasMode = kZeltAllowMeas3 | kZeltAllowMeasEpoch;
+constexpr unsigned kMeasMode = kZeltAllowMeas3 | kZeltAllowMeasEpoch | kZeltCodesOnly;
 
 void useEpoch(FilePass& pass) {
     if (!isInTimeWindow(pass.options, pass.epoch.wnc, pass.epoch.tow)) return;

@@ -27,7 +27,8 @@ struct FilePass {
     Progress progress;
 };
 
-// Converts the log named in the options.
+// Converts the log named in the options. A file that cannot be created, or a system call of the reader that must not
+// fail, ends the program with status 1.
 void processFile(const RunConfig& config, const RunOptions& options, OutputRegistry& outputs);
 
 // Handles one block; one whose time stamp is do-not-use is ignored altogether.

@@ -9,7 +9,7 @@
 
 namespace {
 
-constexpr size_t kPathCapacity = 49;
+constexpr size_t kOutputPathCapacity = 49;
 constexpr size_t kCreatedFilesCapacity = 499;
 
 // Receivers count 80 channels from this firmware on.
@@ -34,7 +34,7 @@ void createFile(size_t c, const CggttsProcessor& processor, const RunConfig& con
     std::string path =
         makeFileName(constellation, options.laboratoryCode, options.receiverId, processor.lastSampleTime()) +
         options.suffix;
-    path.resize(std::min(path.size(), kPathCapacity));
+    path.resize(std::min(path.size(), kOutputPathCapacity));
     outputs.streams[c] = openFileOrExit(path.c_str(), "wt", constellation.kindWord, 1);
     std::fputs(formatHeader(c, headerTexts(options), config).c_str(), outputs.streams[c]);
     std::string& list = outputs.createdFiles;

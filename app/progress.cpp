@@ -44,7 +44,7 @@ void showProgressRange(Progress& progress, ZeltFile& file, float firstPercent, f
     float percent = position * (lastPercent - firstPercent) / progress.fileLength + firstPercent;
     if (firstPercent == kComplete || percent > kComplete) percent = kComplete;
     if (percent > progress.threshold || percent == kComplete) {
-        progress.threshold = std::floor(percent + 1.0F);
+        progress.threshold = static_cast<float>(std::floor(percent + 1.0));
         drawProgress(kLabel, percent);
     }
     if (firstPercent == kComplete) {

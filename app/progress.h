@@ -14,7 +14,8 @@ struct Progress {
 // that the console is on.
 void showProgressRange(Progress& progress, ZeltFile& file, float firstPercent, float lastPercent);
 
-// Draws "label |====-    |  5%", or blanks the line when percent is not within 0 to 100 or is 100.
+// Draws "label |====-    |  5%"; blanks the line unless 0 <= percent < 100.
 void drawProgress(const char* label, float percent);
 
+// Blanks the line.
 void clearProgress();

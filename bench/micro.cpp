@@ -1,6 +1,7 @@
 // The parts of the program that a log's bytes pass through, timed one by one over the example log.
 #include <benchmark/benchmark.h>
 
+#include <iterator>
 #include <memory>
 #include <vector>
 
@@ -9,6 +10,7 @@
 #include "utils/geometry/geometry.h"
 #include "utils/geometry/navtools.h"
 #include "utils/nav/navdatadecoder/satnavdecoder/ephemerisstore.h"
+#include "utils/zeltdata/meas3.h"
 #include "utils/zeltdata/measepoch.h"
 #include "utils/zeltdata/zeltcrc.h"
 #include "utils/zeltdata/zeltmeas.h"
@@ -18,16 +20,17 @@
 
 namespace {
 
-constexpr const char* kLog = ZELT_EXAMPLE_LOG;
+constexpr const char* kLog = ZELT_EXAMPLES "/esbc-2020-06-25-3h.zelt";
+constexpr const char* kMeas3Log = ZELT_EXAMPLES "/esbc-2020-06-25-3h-meas3.zelt";
 
 using BlockBytes = std::vector<uint8_t>;
 
 Bytes viewOf(const BlockBytes& block) { return {block.data(), block.size()}; }
 
-std::vector<BlockBytes> readBlocks(uint16_t number) {
+std::vector<BlockBytes> readBlocks(uint16_t number, const char* log = kLog) {
     std::vector<BlockBytes> blocks;
     ZeltFile file;
-    zeltOpenFile(kLog, file);
+    zeltOpenFile(log, file);
     Bytes block;
     while (zeltGetNextBlock(file, block, number, number, 0) == kZeltFound) {
         blocks.emplace_back(block.data, block.data + block.size);
@@ -94,7 +97,29 @@ void decodeRefinedEpoch(benchmark::State& state) {
 }
 BENCHMARK(decodeRefinedEpoch)->Unit(benchmark::kMicrosecond);
 
-// The Meas3 decoder's benchmark goes here: decodeMeas3, over a reference epoch and the delta epochs that follow it.
+// The compact log of the same measurements, reference and delta epochs in turn, with all companions.
+void decodeMeas3(benchmark::State& state) {
+    std::vector<BlockBytes> blocks[5];
+    constexpr uint16_t kNumbers[] = {kZeltMeas3Ranges, kZeltMeas3Doppler, kZeltMeas3Cn0HiRes, kZeltMeas3Pp,
+                                     kZeltMeas3Mp};
+    int64_t size = 0;
+    for (size_t i = 0; i < std::size(kNumbers); ++i) {
+        blocks[i] = readBlocks(kNumbers[i], kMeas3Log);
+        size += totalSize(blocks[i]);
+    }
+    const auto epoch = std::make_unique<ZeltMeasEpoch>();
+    Meas3References references;
+    size_t next = 0;
+    for ([[maybe_unused]] auto _ : state) {
+        const size_t n = next++ % blocks[0].size();
+        const Meas3Blocks antenna{viewOf(blocks[0][n]), viewOf(blocks[1][n]), viewOf(blocks[2][n]),
+                                  viewOf(blocks[3][n]), viewOf(blocks[4][n])};
+        zeltDecodeMeas3({antenna, {}}, references, *epoch);
+        benchmark::DoNotOptimize(epoch->satelliteCount);
+    }
+    state.SetBytesProcessed(state.iterations() * size / static_cast<int64_t>(blocks[0].size()));
+}
+BENCHMARK(decodeMeas3)->Unit(benchmark::kMicrosecond);
 
 // The epochs of the first whole track of the log, and the ephemerides known when it begins.
 struct Track {

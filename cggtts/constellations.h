@@ -35,6 +35,14 @@ constexpr std::array<Constellation, kTrackedConstellations> kConstellations = {{
      &RunConfig::delayBdsB2, "CZ", "BeiDou B1", "BeiDou B2", "L3B", "BeiDou output"},
 }};
 
+// Index into kConstellations of the constellation that a satellite number belongs to; its size when it has no files.
+inline size_t constellationOf(int svid) {
+    const Qon::Nav::ConstellationCode code = Qon::Nav::SVIDToConstellation(svid);
+    size_t i = 0;
+    while (i < kConstellations.size() && kConstellations[i].code != code) ++i;
+    return i;
+}
+
 constexpr size_t constellationSatellites(const Constellation& c) { return size_t{c.lastSvid} - c.firstSvid + 1; }
 
 // Track records of all constellations, one after the other.

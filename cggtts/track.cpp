@@ -40,20 +40,17 @@ struct GroupDelaysOf {
     }
 };
 
-}  // namespace
+// The corrected samples of a track: lengths in m, offsets in s since the track's printed start.
+struct CorrectedSamples {
+    std::array<double, kSlotsPerTrack> refsv;
+    std::array<double, kSlotsPerTrack> refsys;
+    std::array<double, kSlotsPerTrack> tropo;
+    std::array<double, kSlotsPerTrack> iono;  // on signal 1
+    std::array<double, kSlotsPerTrack> offsets;
+};
 
-void startTrack(TrackRecord& record, const RunConfig& config, size_t constellation) {
-    const Constellation& row = kConstellations[constellation];
-    record.delay1 = config.delayCable - config.delayReference + config.*row.delay1;
-    record.delay2 = config.delayCable - config.delayReference + config.*row.delay2;
-    record.antennaPos = config.phaseCentre[constellation];
-    record.zenithDelay = zenithTropoDelay(record.antennaPos);
-    record.sampleCount = 0;
-}
-
-void trackSample(TrackRecord& record, int slot, uint32_t t, const CodePair& codes, Station& station) {
-    if (slot < 0 || slot >= kSlotsPerTrack || record.sampleCount >= kSlotsPerTrack) return;
-    if (!IsEphemerisUsable(record.ephemeris, t)) return;
+void correctSample(const TrackRecord& record, size_t i, Station& station, CorrectedSamples& corrected) {
+    const auto& [t, slot, codes] = record.samples[i];
     const double f1 = GetSignalFrequency(codes.signal1, codes.glonassChannel);
     const double f2 = GetSignalFrequency(codes.signal2, codes.glonassChannel);
     const double alpha = f1 * f1 / (f1 * f1 - f2 * f2);
@@ -72,12 +69,47 @@ void trackSample(TrackRecord& record, int slot, uint32_t t, const CodePair& code
     const AzEl direction = GetAzEl(satellite, record.antennaPos, station);
     const float tropo = tropoMapping(record.zenithDelay, static_cast<float>(direction.elevation));
 
-    const auto n = static_cast<size_t>(record.sampleCount);
-    record.refsvSamples[n] = ionoFree - tropo + relativity - range;
-    record.refsysSamples[n] = record.refsvSamples[n] + clock;
-    record.tropoSamples[n] = tropo;
-    record.ionoSamples[n] = (p1 - p2) * (1 - alpha);
-    record.sampleOffsets[n] = (slot + 1) * static_cast<double>(kSampleSpacing);
+    corrected.refsv[i] = ionoFree - tropo + relativity - range;
+    corrected.refsys[i] = corrected.refsv[i] + clock;
+    corrected.tropo[i] = tropo;
+    corrected.iono[i] = (p1 - p2) * (1 - alpha);
+    corrected.offsets[i] = (slot + 1) * static_cast<double>(kSampleSpacing);
+}
+
+// Lines through n corrected samples; `middle` is where they are evaluated, s since the track's printed start.
+void fitTrack(const CorrectedSamples& corrected, size_t n, double middle, DataLine& line) {
+    const double* x = corrected.offsets.data();
+    const Line refsv = fitLine(x, corrected.refsv.data(), n);
+    line.refsv = refsv.at(middle);
+    line.srsv = refsv.slope;
+    const Line refsys = fitLine(x, corrected.refsys.data(), n, &line.dsg);
+    line.refsys = refsys.at(middle);
+    line.srsys = refsys.slope;
+    double ionoRms = 0;
+    const Line iono = fitLine(x, corrected.iono.data(), n, &ionoRms);
+    line.mdio = static_cast<float>(iono.at(middle));
+    line.smdi = static_cast<float>(iono.slope);
+    line.isg = static_cast<float>(ionoRms);
+    const Line tropo = fitLine(x, corrected.tropo.data(), n);
+    line.mdtr = static_cast<float>(tropo.at(middle));
+    line.smdt = static_cast<float>(tropo.slope);
+}
+
+}  // namespace
+
+void startTrack(TrackRecord& record, const RunConfig& config, size_t constellation) {
+    const Constellation& row = kConstellations[constellation];
+    record.delay1 = config.delayCable - config.delayReference + config.*row.delay1;
+    record.delay2 = config.delayCable - config.delayReference + config.*row.delay2;
+    record.antennaPos = config.phaseCentre[constellation];
+    record.zenithDelay = zenithTropoDelay(record.antennaPos);
+    record.sampleCount = 0;
+}
+
+void trackSample(TrackRecord& record, int slot, uint32_t t, const CodePair& codes) {
+    if (slot < 0 || slot >= kSlotsPerTrack || record.sampleCount >= kSlotsPerTrack) return;
+    if (!IsEphemerisUsable(record.ephemeris, t)) return;
+    record.samples[static_cast<size_t>(record.sampleCount)] = {t, slot, codes};
     ++record.sampleCount;
 }
 
@@ -93,21 +125,9 @@ bool finishTrack(const TrackRecord& record, uint32_t t, const RunConfig& config,
     line.azimuth = direction.azimuth;
     line.ioe = IssueOfEphemeris(record.ephemeris);
 
-    const double* x = record.sampleOffsets.data();
     const auto n = static_cast<size_t>(record.sampleCount);
-    const Line refsv = fitLine(x, record.refsvSamples.data(), n);
-    line.refsv = refsv.at(middle);
-    line.srsv = refsv.slope;
-    const Line refsys = fitLine(x, record.refsysSamples.data(), n, &line.dsg);
-    line.refsys = refsys.at(middle);
-    line.srsys = refsys.slope;
-    double ionoRms = 0;
-    const Line iono = fitLine(x, record.ionoSamples.data(), n, &ionoRms);
-    line.mdio = static_cast<float>(iono.at(middle));
-    line.smdi = static_cast<float>(iono.slope);
-    line.isg = static_cast<float>(ionoRms);
-    const Line tropo = fitLine(x, record.tropoSamples.data(), n);
-    line.mdtr = static_cast<float>(tropo.at(middle));
-    line.smdt = static_cast<float>(tropo.slope);
+    CorrectedSamples corrected;
+    for (size_t i = 0; i < n; ++i) correctSample(record, i, station, corrected);
+    fitTrack(corrected, n, middle, line);
     return true;
 }

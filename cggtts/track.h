@@ -1,4 +1,4 @@
-// One satellite's track: its samples, corrected as they come, and the data line they end in.
+// One satellite's track: the code measurements it is given, and the data line they end in.
 #pragma once
 
 #include <array>
@@ -13,20 +13,6 @@
 
 constexpr int kMinSamples = 21;  // of 26, for a line
 
-struct TrackRecord {
-    Qon::Nav::Ephemeris ephemeris;  // as it was when the track started
-    double delay1 = 0;              // total delay of signal 1, ns
-    double delay2 = 0;
-    Qon::Nav::Vector3 antennaPos;
-    float zenithDelay = 0;                             // m
-    std::array<double, kSlotsPerTrack> refsvSamples;   // m
-    std::array<double, kSlotsPerTrack> refsysSamples;  // m
-    std::array<double, kSlotsPerTrack> tropoSamples;   // m
-    std::array<double, kSlotsPerTrack> ionoSamples;    // m, on signal 1
-    std::array<double, kSlotsPerTrack> sampleOffsets;  // s since the track's printed start
-    int32_t sampleCount = 0;                           // the first so many of each array are filled
-};
-
 // The two code measurements of one satellite at one instant.
 struct CodePair {
     uint8_t glonassChannel = 0;  // frequency number + 8
@@ -36,16 +22,32 @@ struct CodePair {
     double code2 = Qon::Nav::kNotAvailable;
 };
 
+struct TrackSample {
+    uint32_t t = 0;  // s since 1980-01-06
+    int slot = 0;
+    CodePair codes;
+};
+
+struct TrackRecord {
+    Qon::Nav::Ephemeris ephemeris;  // as it was when the track started
+    double delay1 = 0;              // total delay of signal 1, ns
+    double delay2 = 0;
+    Qon::Nav::Vector3 antennaPos;
+    float zenithDelay = 0;    // m
+    int32_t sampleCount = 0;  // samples in use
+    std::array<TrackSample, kSlotsPerTrack> samples;
+};
+
 // Empties the record and loads what stays the same for the track; the ephemeris is the caller's to set.
 // `constellation` is the index into kConstellations.
 void startTrack(TrackRecord& record, const RunConfig& config, size_t constellation);
 
-// Adds a sample taken at t (s since 1980-01-06) in the given slot. Adds nothing without a slot, when the record is
-// full, or when its ephemeris is not usable at t. Group delays, clock and position are those of the satellite of the
-// record's ephemeris, whichever satellite the codes are of.
-void trackSample(TrackRecord& record, int slot, uint32_t t, const CodePair& codes, Qon::Nav::Station& station);
+// Keeps a sample taken at t (s since 1980-01-06) in the given slot. Keeps nothing without a slot, when the record is
+// full, or when its ephemeris is not usable at t.
+void trackSample(TrackRecord& record, int slot, uint32_t t, const CodePair& codes);
 
-// The line of a track closed at t, its last instant, evaluated at the middle of the track. False without 21 samples or
-// below the elevation mask.
+// The line of a track closed at t, its last instant: every sample corrected, lines fitted and evaluated at the middle
+// of the track. Group delays, clock and position are those of the satellite of the record's ephemeris, whichever
+// satellite the codes are of. False without 21 samples or below the elevation mask.
 bool finishTrack(const TrackRecord& record, uint32_t t, const RunConfig& config, Qon::Nav::Station& station,
                  DataLine& line);

@@ -10,15 +10,6 @@ namespace {
 constexpr size_t kLineBufferCapacity = 3000;
 constexpr size_t kLineBufferFull = 2850;  // no line is begun from here on
 
-// Index into kConstellations, or its size. GLONASS takes one number more than it has records (deliberate): satellites
-// of unknown slot land in the record that follows, Galileo's first.
-size_t constellationOf(int svid) {
-    const ConstellationCode code = SVIDToConstellation(svid);
-    size_t i = 0;
-    while (i < kConstellations.size() && kConstellations[i].code != code) ++i;
-    return i;
-}
-
 size_t firstRecordOf(size_t constellation) {
     size_t first = 0;
     for (size_t i = 0; i < constellation; ++i) first += constellationSatellites(kConstellations[i]);
@@ -82,8 +73,10 @@ void CggttsProcessor::addSatellite(const ZeltMeasSat& satellite, uint32_t t, int
     if (c == kConstellations.size()) return;
     const CodePair codes = findCodes(satellite, kConstellations[c]);
     if (!(codes.code1 > kAvailableAbove && codes.code2 > kAvailableAbove)) return;
+    // GLONASS has one number more than records (deliberate): satellites of unknown slot land in the record that
+    // follows, Galileo's first.
     const size_t record = firstRecordOf(c) + satellite.svid - kConstellations[c].firstSvid;
-    trackSample(tracks_[record], slot, t, codes, station_);
+    trackSample(tracks_[record], slot, t, codes);
 }
 
 bool CggttsProcessor::closeTracks(uint32_t t) {
@@ -95,10 +88,11 @@ bool CggttsProcessor::closeTracks(uint32_t t) {
         buffer.clear();
         for (int svid = kConstellations[c].firstSvid; svid <= kConstellations[c].lastSvid; ++svid, ++record) {
             DataLine line;
+            const bool hasRoom = buffer.size() < kLineBufferFull;
+            if (!hasRoom || !finishTrack(*record, t, config_, station_, line)) continue;
             line.svid = static_cast<uint8_t>(svid);
             line.frequencyChannel = frequencyChannel(record->ephemeris);
-            if (buffer.size() >= kLineBufferFull) continue;
-            if (finishTrack(*record, t, config_, station_, line)) formatDataLine(line, buffer);
+            formatDataLine(line, buffer);
         }
         waiting = waiting || !buffer.empty();
     }

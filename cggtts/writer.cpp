@@ -73,11 +73,8 @@ void appendColumn(const DataLine& line, const Column& column, std::string& text)
 }
 
 const char* frcOf(int svid) {
-    const ConstellationCode code = SVIDToConstellation(svid);
-    for (const Constellation& constellation : kConstellations) {
-        if (constellation.code == code) return constellation.frc;
-    }
-    return kConstellations[0].frc;
+    const size_t c = constellationOf(svid);
+    return kConstellations[c < kConstellations.size() ? c : 0].frc;
 }
 
 std::string twoCharacterCode(const std::string& code) {

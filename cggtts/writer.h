@@ -24,7 +24,7 @@ struct DataLine {
     double ioe = 0;
     double mdtr = 0;
     double smdt = 0;
-    double mdio = 0;  // measured, as msio: printed in both places
+    double mdio = 0;  // measured; printed as MDIO and as MSIO, as its slope
     double smdi = 0;
     double isg = 0;
     double frequencyChannel = 0;  // GLONASS -7 to 6, 0 for the others

@@ -25,8 +25,8 @@ double GpsTime(uint32_t week, uint32_t secondOfWeek) { return week * kSecondsPer
 
 double DateToGpsSeconds(uint32_t year, uint32_t month, uint32_t day, uint32_t hour, uint32_t minute, double second) {
     if (year <= 1900) year += year < 80 ? 2000 : 1900;
-    const int64_t monthFromZero = asSigned(month) - 1;
-    const int64_t wholeYear = asSigned(year) + floorDiv(monthFromZero, 12);
+    const int64_t monthFromZero = asSigned(month - 1);
+    const int64_t wholeYear = asSigned(year - 1900) + 1900 + floorDiv(monthFromZero, 12);
     const int64_t wholeMonth = monthFromZero - 12 * floorDiv(monthFromZero, 12) + 1;
     const int64_t days = daysToMonth(wholeYear, wholeMonth) + asSigned(day) - 1;
     const int64_t seconds = days * kSecondsPerDay + asSigned(hour) * 3600 + asSigned(minute) * 60;

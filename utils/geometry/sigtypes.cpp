@@ -1,5 +1,6 @@
 #include "utils/geometry/sigtypes.h"
 
+#include <array>
 #include <iterator>
 
 #include "utils/geometry/constants.h"
@@ -70,6 +71,15 @@ constexpr SignalRow kSignals[] = {
 };
 constexpr SignalRow kNoRow{0, 0, nullptr, kNoConstellation};
 
+constexpr double wavelengthOf(uint32_t frequency) { return frequency == 0 ? 0.0 : kSpeedOfLight / frequency; }
+
+// Of the signals with a frequency of their own: looked up for every signal of every epoch.
+constexpr auto kWavelengths = [] {
+    std::array<double, std::size(kSignals)> wavelengths{};
+    for (size_t i = 0; i < wavelengths.size(); ++i) wavelengths[i] = wavelengthOf(kSignals[i].frequencyHz);
+    return wavelengths;
+}();
+
 const SignalRow& signalRow(int signal) {
     return signal >= 0 && signal < static_cast<int>(std::size(kSignals)) ? kSignals[signal] : kNoRow;
 }
@@ -92,8 +102,9 @@ uint32_t GetSignalFrequency(int signal, int channelIndex) {
 }
 
 double GetSignalWavelength(int signal, int channelIndex) {
-    const uint32_t frequency = GetSignalFrequency(signal, channelIndex);
-    return frequency == 0 ? 0.0 : kSpeedOfLight / frequency;
+    const SignalRow& row = signalRow(signal);
+    if (row.frequencyHz != 0) return kWavelengths[static_cast<size_t>(&row - kSignals)];
+    return wavelengthOf(GetSignalFrequency(signal, channelIndex));
 }
 
 double GetSignalWavelengthSq(int signal, int channelIndex) {

@@ -41,8 +41,7 @@ struct BitCursor {
     uint32_t take(unsigned width) {  // 1 to 32
         failed = failed || bytes.size * 8 - position < width;
         if (failed) return 0;
-        const Bytes ahead = bytes.sub(position / 8, 8);
-        const uint32_t value = bitField(ahead.load(0, ahead.size), position % 8, width);
+        const uint32_t value = bitField(bytes.sub(position / 8, 8).word(), position % 8, width);
         position += width;
         return value;
     }

@@ -115,6 +115,8 @@ struct Companions {
 // What is known of the satellite while its records are read.
 struct Satellite {
     Meas3RefSatellite* reference = nullptr;
+    ZeltMeasSat* record = nullptr;  // null: its signals are dropped
+    bool stored = false;            // a signal was stored
     std::array<uint8_t, kMeas3Signals> signalNumbers{};
     int frequencyNumber = 0;
     double codeBase = 0;
@@ -242,7 +244,7 @@ bool readMaster(unsigned headerIndex, AntennaDecoder& decoder, Satellite& satell
                              : (head & 12) == 12 ? kMasterDelta
                                                  : kMasterSmallDelta;
     const Bytes record = decoder.ranges.take(form.size);
-    const uint64_t word = record.load(0, record.size);
+    const uint64_t word = record.word();
     if (decoder.ranges.failed) return false;
     if (&form == &kMasterShort) return readMasterShort(word, headerIndex, decoder, satellite);
     if (!isDelta) return readMasterLong(word, decoder, satellite);
@@ -250,66 +252,73 @@ bool readMaster(unsigned headerIndex, AntennaDecoder& decoder, Satellite& satell
     return true;
 }
 
-void readSlaveShort(uint64_t word, const Satellite& satellite, double wavelength, ZeltMeasSignal& slave) {
+// A slave while its record is read.
+struct Slave {
+    size_t index;
+    double wavelength;
+    ZeltMeasSignal signal;
+    bool present;  // the record yields a signal
+};
+
+void readSlaveShort(uint64_t word, const Satellite& satellite, Slave& slave) {
     const ZeltMeasSignal& master = satellite.master;
+    ZeltMeasSignal& signal = slave.signal;
     const double code = codeField(word, kSlaveShort);
-    const double masterWavelength = satellite.masterWavelength;
-    slave.pseudorange = wavelength > masterWavelength ? master.pseudorange + code - kSlaveShort.codeOffset
-                                                      : master.pseudorange - code + kSlaveShort.codeOffset;
+    signal.pseudorange = slave.wavelength > satellite.masterWavelength
+                             ? master.pseudorange + code - kSlaveShort.codeOffset
+                             : master.pseudorange - code + kSlaveShort.codeOffset;
     if (!isMissing(master.carrierPhase)) {
-        const double ionosphere = master.carrierPhase - master.pseudorange / masterWavelength;
-        setCarrier(ionosphere * wavelength / masterWavelength + slave.pseudorange / wavelength, word, kSlaveShort,
-                   slave);
+        const double ionosphere = master.carrierPhase - master.pseudorange / satellite.masterWavelength;
+        setCarrier(ionosphere * slave.wavelength / satellite.masterWavelength + signal.pseudorange / slave.wavelength,
+                   word, kSlaveShort, signal);
     }
     const auto value = static_cast<float>(fieldOf(word, kSlaveShort.cn0));
-    slave.cn0 = zeltIsLowCn0Signal(slave.signalType) ? master.cn0 - 3 - value : value + kSlaveShort.cn0Offset;
-    setLock(fieldOf(word, kSlaveShort.lock), slave);
+    signal.cn0 = zeltIsLowCn0Signal(signal.signalType) ? master.cn0 - 3 - value : value + kSlaveShort.cn0Offset;
+    setLock(fieldOf(word, kSlaveShort.lock), signal);
 }
 
-void readSlaveLong(uint64_t word, const Satellite& satellite, double wavelength, ZeltMeasSignal& slave) {
-    slave.pseudorange = satellite.master.pseudorange + codeField(word, kSlaveLong) - kSlaveLong.codeOffset;
-    setCarrier(slave.pseudorange / wavelength, word, kSlaveLong, slave);
-    setLongCn0(fieldOf(word, kSlaveLong.cn0), slave);
-    setLock(fieldOf(word, kSlaveLong.lock), slave);
+void readSlaveLong(uint64_t word, const Satellite& satellite, Slave& slave) {
+    ZeltMeasSignal& signal = slave.signal;
+    signal.pseudorange = satellite.master.pseudorange + codeField(word, kSlaveLong) - kSlaveLong.codeOffset;
+    setCarrier(signal.pseudorange / slave.wavelength, word, kSlaveLong, signal);
+    setLongCn0(fieldOf(word, kSlaveLong.cn0), signal);
+    setLock(fieldOf(word, kSlaveLong.lock), signal);
 }
 
-// False when something that the difference refers to is missing.
-bool readSlaveDelta(uint64_t word, const Satellite& satellite, size_t index, double wavelength, ZeltMeasSignal& slave) {
-    const Meas3RefSignal* reference = referenceSignal(satellite, index);
+// Not present when something that the difference refers to is missing.
+void readSlaveDelta(uint64_t word, const Satellite& satellite, Slave& slave) {
+    const Meas3RefSignal* reference = referenceSignal(satellite, slave.index);
     const Meas3RefSignal* referenceMaster = referenceSignal(satellite, satellite.masterIndex);
     const double carrier = satellite.master.carrierPhase;
-    if (reference == nullptr || referenceMaster == nullptr || isMissing(carrier) ||
-        isMissing(reference->carrierPhase) || isMissing(referenceMaster->carrierPhase)) {
-        return false;
-    }
-    copyReference(*reference, slave);
-    slave.carrierPhase = (carrier - referenceMaster->carrierPhase) * satellite.masterWavelength / wavelength +
-                         reference->carrierPhase - kSlaveDelta.carrierOffset + carrierField(word, kSlaveDelta);
-    slave.pseudorange = (slave.carrierPhase - reference->carrierPhase) * wavelength + reference->pseudorange -
-                        kSlaveDelta.codeOffset + codeField(word, kSlaveDelta);
-    slave.cn0 += kSlaveDelta.cn0Offset + static_cast<float>(fieldOf(word, kSlaveDelta.cn0));
-    return true;
+    slave.present = reference != nullptr && referenceMaster != nullptr && !isMissing(carrier) &&
+                    !isMissing(reference->carrierPhase) && !isMissing(referenceMaster->carrierPhase);
+    if (!slave.present) return;
+    ZeltMeasSignal& signal = slave.signal;
+    copyReference(*reference, signal);
+    signal.carrierPhase = (carrier - referenceMaster->carrierPhase) * satellite.masterWavelength / slave.wavelength +
+                          reference->carrierPhase - kSlaveDelta.carrierOffset + carrierField(word, kSlaveDelta);
+    signal.pseudorange = (signal.carrierPhase - reference->carrierPhase) * slave.wavelength + reference->pseudorange -
+                         kSlaveDelta.codeOffset + codeField(word, kSlaveDelta);
+    signal.cn0 += kSlaveDelta.cn0Offset + static_cast<float>(fieldOf(word, kSlaveDelta.cn0));
 }
 
-// Takes a slave's record; `present` tells whether it yields a signal. False when the ranges end in it.
-bool readSlave(size_t index, AntennaDecoder& decoder, const Satellite& satellite, ZeltMeasSignal& slave,
-               bool& present) {
+// Takes a slave's record, relative to the master's; false when the ranges end in it.
+bool readSlave(AntennaDecoder& decoder, const Satellite& satellite, Slave& slave) {
     const uint8_t head = decoder.ranges.rest.u8(0);
-    const RecordForm& form = (head & 1) != 0 ? kSlaveShort : (head & 3) == 0 ? kSlaveLong : kSlaveDelta;
-    const Bytes record = decoder.ranges.take(form.size);
-    const uint64_t word = record.load(0, record.size);
-    const double wavelength = satellite.wavelength(index);
-    slave = zeltEmptySignal(satellite.signalNumbers[index]);
-    present = satellite.hasMaster;
-    if (!present) return !decoder.ranges.failed;
-    if (&form == &kSlaveShort) {
-        readSlaveShort(word, satellite, wavelength, slave);
-    } else if (&form == &kSlaveLong) {
-        readSlaveLong(word, satellite, wavelength, slave);
+    const bool isShort = (head & 1) != 0;
+    const bool isLong = (head & 3) == 0;
+    const Bytes record = decoder.ranges.take((isShort ? kSlaveShort : isLong ? kSlaveLong : kSlaveDelta).size);
+    if (decoder.ranges.failed) return false;
+    if (!slave.present) return true;
+    const uint64_t word = record.word();
+    if (isShort) {
+        readSlaveShort(word, satellite, slave);
+    } else if (isLong) {
+        readSlaveLong(word, satellite, slave);
     } else {
-        present = readSlaveDelta(word, satellite, index, wavelength, slave);
+        readSlaveDelta(word, satellite, slave);
     }
-    return !decoder.ranges.failed;
+    return true;
 }
 
 // Meas3MP: kind 0 none; 1 and 2 a small correction, positive or negative; 3 a large one of either sign.
@@ -347,17 +356,15 @@ void keepReference(size_t index, const ZeltMeasSignal& signal, Meas3RefSatellite
     reference.signals[index] = {signal.pseudorange, signal.carrierPhase, signal.cn0, signal.lockTime, signal.flags};
 }
 
-void storeSignal(const AntennaDecoder& decoder, const Satellite& satellite, const ZeltMeasSignal& signal,
-                 ZeltMeasSat& record, bool& stored) {
-    ZeltMeasSignal complete = signal;
-    if ((satellite.trackingBits & 1) != 0) complete.flags |= kZeltInfoFlag;
-    complete.lossOfContinuity = satellite.trackingBits >> 1;
-    if (zeltStoreSignal(record, decoder.antenna, complete)) stored = true;
+void storeSignal(const AntennaDecoder& decoder, Satellite& satellite, ZeltMeasSignal& signal) {
+    if (satellite.record == nullptr) return;
+    if ((satellite.trackingBits & 1) != 0) signal.flags |= kZeltInfoFlag;
+    signal.lossOfContinuity = satellite.trackingBits >> 1;
+    if (zeltStoreSignal(*satellite.record, decoder.antenna, signal)) satellite.stored = true;
 }
 
 // False when the ranges are corrupt, as the two functions that follow.
-bool decodeMaster(unsigned headerIndex, AntennaDecoder& decoder, Satellite& satellite, ZeltMeasSat& record,
-                  bool& stored) {
+bool decodeMaster(unsigned headerIndex, AntennaDecoder& decoder, Satellite& satellite) {
     if (!readMaster(headerIndex, decoder, satellite)) return false;
     satellite.trackingBits = static_cast<uint8_t>(decoder.companions.pp.take(5));
     if (decoder.isReference && satellite.hasMaster) {
@@ -374,30 +381,29 @@ bool decodeMaster(unsigned headerIndex, AntennaDecoder& decoder, Satellite& sate
         master.doppler = static_cast<float>(static_cast<double>(change) * kUnit / satellite.masterWavelength);
     }
     satellite.masterDoppler = master.doppler;
-    if (satellite.hasMaster) storeSignal(decoder, satellite, master, record, stored);
+    if (satellite.hasMaster) storeSignal(decoder, satellite, master);
     return true;
 }
 
-bool decodeSlave(size_t index, AntennaDecoder& decoder, const Satellite& satellite, ZeltMeasSat& record, bool& stored) {
-    ZeltMeasSignal slave;
-    bool present = false;
-    if (!readSlave(index, decoder, satellite, slave, present)) return false;
-    if (decoder.isReference && present) keepReference(index, slave, *satellite.reference);
-    const int32_t code = takeCompanions(decoder.companions, slave);
+bool decodeSlave(size_t index, AntennaDecoder& decoder, Satellite& satellite) {
+    Slave slave{index, satellite.wavelength(index), zeltEmptySignal(satellite.signalNumbers[index]),
+                satellite.hasMaster};
+    if (!readSlave(decoder, satellite, slave)) return false;
+    if (decoder.isReference && slave.present) keepReference(index, slave.signal, *satellite.reference);
+    const int32_t code = takeCompanions(decoder.companions, slave.signal);
     if (code != kMeas3NoDoppler && !isMissing(satellite.masterDoppler)) {
         const double fromMaster = satellite.masterDoppler * satellite.masterWavelength * 1000;  // mm/s
-        slave.doppler = static_cast<float>((fromMaster - code) * kUnit / satellite.wavelength(index));
+        slave.signal.doppler = static_cast<float>((fromMaster - code) * kUnit / slave.wavelength);
     }
-    if (present) storeSignal(decoder, satellite, slave, record, stored);
+    if (slave.present) storeSignal(decoder, satellite, slave.signal);
     return true;
 }
 
-bool decodeSignals(unsigned headerIndex, AntennaDecoder& decoder, Satellite& satellite, ZeltMeasSat& record,
-                   bool& stored) {
-    if (!decodeMaster(headerIndex, decoder, satellite, record, stored)) return false;
+bool decodeSignals(unsigned headerIndex, AntennaDecoder& decoder, Satellite& satellite) {
+    if (!decodeMaster(headerIndex, decoder, satellite)) return false;
     for (size_t index = 0; index < kMeas3Signals; ++index) {
         const bool isLogged = (satellite.slaveMask >> index & 1) != 0;
-        if (isLogged && !decodeSlave(index, decoder, satellite, record, stored)) return false;
+        if (isLogged && !decodeSlave(index, decoder, satellite)) return false;
     }
     return true;
 }
@@ -453,6 +459,14 @@ bool takeHeader(size_t constellation, AntennaDecoder& decoder, Header& header) {
     return true;
 }
 
+// The reference epoch's record of a satellite, made empty when the epoch did not hold it.
+Meas3RefSatellite& referenceOf(Meas3RefConstellation& constellation, size_t j) {
+    const uint64_t bit = uint64_t{1} << j;
+    if ((constellation.known & bit) == 0) constellation.satellites[j].present = 0;
+    constellation.known |= bit;
+    return constellation.satellites[j];
+}
+
 // The record for a satellite: the one that already holds it, else the next free one, else the last.
 ZeltMeasSat& recordFor(uint8_t svid, ZeltMeasEpoch& epoch, int32_t& index) {
     for (index = 0; index < epoch.satelliteCount; ++index) {
@@ -461,9 +475,7 @@ ZeltMeasSat& recordFor(uint8_t svid, ZeltMeasEpoch& epoch, int32_t& index) {
     }
     index = std::min(index, kZeltMaxSatellites - 1);
     ZeltMeasSat& record = epoch.satellites[static_cast<size_t>(index)];
-    record = ZeltMeasSat{};
-    record.svid = svid;
-    record.channel = static_cast<uint8_t>(index);
+    zeltStartSatellite(svid, static_cast<uint8_t>(index), record);
     return record;
 }
 
@@ -475,7 +487,7 @@ bool decodeSatellite(size_t constellation, const Header& header, size_t n, Anten
     const bool isGlonass = constellation == kGlonassIndex;
 
     Satellite satellite;
-    satellite.reference = &decoder.reference.constellations[constellation].satellites[j];
+    satellite.reference = &referenceOf(decoder.reference.constellations[constellation], j);
     satellite.signalNumbers = header.signalNumbers;
     satellite.frequencyNumber = isGlonass ? nibble - kGlonassChannelOffset : 0;
     const bool isHigh = n < kBeiDouFlags && (unsigned{header.beiDouFlags} >> n & 1) != 0;
@@ -483,13 +495,13 @@ bool decodeSatellite(size_t constellation, const Header& header, size_t n, Anten
 
     const bool dropped =
         svid > row.lastSvid || (isGlonass && (nibble < kGlonassFirstChannel || nibble > kGlonassLastChannel));
-    ZeltMeasSat unwanted{};
     int32_t index = 0;
-    ZeltMeasSat& record = dropped ? unwanted : recordFor(static_cast<uint8_t>(svid), decoder.epoch, index);
-    if (isGlonass) record.glonassChannel = nibble;
-    bool stored = false;
-    if (!decodeSignals(header.masterIndex, decoder, satellite, record, stored)) return false;
-    if (stored && !dropped && index == decoder.epoch.satelliteCount) ++decoder.epoch.satelliteCount;
+    if (!dropped) {
+        satellite.record = &recordFor(static_cast<uint8_t>(svid), decoder.epoch, index);
+        if (isGlonass) satellite.record->glonassChannel = nibble;
+    }
+    if (!decodeSignals(header.masterIndex, decoder, satellite)) return false;
+    if (satellite.stored && index == decoder.epoch.satelliteCount) ++decoder.epoch.satelliteCount;
     return true;
 }
 
@@ -506,7 +518,7 @@ void startReference(uint32_t tow, Meas3Reference& reference) {
     reference.tow = tow;
     for (Meas3RefConstellation& constellation : reference.constellations) {
         constellation.headerSize = 0;
-        for (Meas3RefSatellite& satellite : constellation.satellites) satellite.present = 0;
+        constellation.known = 0;
     }
 }
 
@@ -546,7 +558,7 @@ bool zeltDecodeMeas3(const std::array<Meas3Blocks, kZeltAntennas>& blocks, Meas3
     for (size_t antenna = 0; antenna < blocks.size(); ++antenna) {
         if (blocks[antenna].ranges.size == 0) continue;
         if (decodeAntenna(static_cast<int>(antenna), blocks[antenna], references[antenna], epoch)) continue;
-        epoch = ZeltMeasEpoch{};
+        epoch.satelliteCount = 0;
         return false;
     }
     return true;
@@ -555,8 +567,7 @@ bool zeltDecodeMeas3(const std::array<Meas3Blocks, kZeltAntennas>& blocks, Meas3
 // The size is told by the bits from 1 on: 0; 1 0; 1 1 0; 1 1 1. Bit 0 is the sign, the magnitude fills the rest.
 int32_t zeltReadDopplerCode(ByteCursor& cursor) {
     constexpr int32_t kDoNotUse = -1048575;
-    const Bytes ahead = cursor.rest.sub(0, 4);
-    const auto word = static_cast<uint32_t>(ahead.load(0, ahead.size));
+    const auto word = static_cast<uint32_t>(cursor.rest.sub(0, 8).word());
     size_t size = 1;
     while (size < 4 && (word >> size & 1) != 0) ++size;
     cursor.take(size);

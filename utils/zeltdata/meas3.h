@@ -34,7 +34,7 @@ struct Meas3RefSignal {
     uint8_t flags;        // kZeltHalfCycle
 };
 struct Meas3RefSatellite {
-    uint16_t present = 0;    // a bit per signal index; 0: the satellite is not in the reference epoch
+    uint16_t present = 0;    // a bit per signal index
     uint16_t slaveMask = 0;  // a bit per signal index
     uint8_t masterIndex = 0;
     int16_t rate = 0;  // of the range, 64 mm/s
@@ -43,6 +43,7 @@ struct Meas3RefSatellite {
 struct Meas3RefConstellation {
     std::array<uint8_t, 64> header{};  // as logged
     size_t headerSize = 0;             // 0: none
+    uint64_t known = 0;                // a bit per satellite of the reference epoch; the others' records are stale
     std::array<Meas3RefSatellite, kMeas3Satellites> satellites;
 };
 struct Meas3Reference {
@@ -56,7 +57,7 @@ using Meas3References = std::vector<Meas3Reference>;
 // Decodes the blocks of both antennas, antenna 0's ranges among them, into `epoch`, and keeps reference epochs. An
 // antenna whose reference epoch was not seen yields no satellites; so does a satellite or signal logged as a
 // difference to something that the reference epoch did not hold. A companion that ends too early counts as absent for
-// the rest. False, with the epoch emptied, when the ranges of an antenna are corrupt or of an unknown form.
+// the rest. False, with no satellites in the epoch, when the ranges of an antenna are corrupt or of an unknown form.
 bool zeltDecodeMeas3(const std::array<Meas3Blocks, kZeltAntennas>& blocks, Meas3References& references,
                      ZeltMeasEpoch& epoch);
 

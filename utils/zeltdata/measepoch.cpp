@@ -132,9 +132,8 @@ bool startSatellite(Bytes sub, int index, SatelliteContext& context, ZeltMeasSat
     const uint8_t logged = sub.u8(2);
     const uint8_t rxChannel = sub.u8(0);
     const int freqNr = fieldAbove2(sub.u8(18));
-    satellite = ZeltMeasSat{};
-    satellite.channel = static_cast<uint8_t>(rxChannel == 0 || rxChannel == 255 ? index : rxChannel - 1);
-    satellite.svid = NormalizeSVID(logged);
+    const int channel = rxChannel == 0 || rxChannel == 255 ? index : rxChannel - 1;
+    zeltStartSatellite(NormalizeSVID(logged), static_cast<uint8_t>(channel), satellite);
     if (satellite.svid == 0) return false;
     if (SVIDToConstellation(satellite.svid) == kGlonass) {
         if (freqNr < kGlonassFirstChannel || freqNr > kGlonassLastChannel) return false;

@@ -19,23 +19,36 @@ struct Bytes {
         return {data + offset, count < size - offset ? count : size - offset};
     }
 
-    uint64_t load(size_t offset, size_t count) const {  // count: 1 to 8
-        uint64_t value = 0;
-        if (!has(offset, count)) return value;
-        for (size_t i = 0; i < count; ++i) value |= static_cast<uint64_t>(data[offset + i]) << (8 * i);
-        return value;
-    }
-
-    uint8_t u8(size_t offset) const { return static_cast<uint8_t>(load(offset, 1)); }
-    uint16_t u16(size_t offset) const { return static_cast<uint16_t>(load(offset, 2)); }
-    uint32_t u32(size_t offset) const { return static_cast<uint32_t>(load(offset, 4)); }
+    uint8_t u8(size_t offset) const { return has(offset, 1) ? data[offset] : uint8_t{0}; }
+    uint16_t u16(size_t offset) const { return load<uint16_t>(offset); }
+    uint32_t u32(size_t offset) const { return load<uint32_t>(offset); }
+    uint64_t u64(size_t offset) const { return load<uint64_t>(offset); }
     int i8(size_t offset) const { return u8(offset) < 0x80 ? u8(offset) : u8(offset) - 0x100; }
     int16_t i16(size_t offset) const { return static_cast<int16_t>(u16(offset)); }
     int32_t i32(size_t offset) const { return static_cast<int32_t>(u32(offset)); }
     float f32(size_t offset) const { return bitCast<float>(u32(offset)); }
-    double f64(size_t offset) const { return bitCast<double>(load(offset, 8)); }
+    double f64(size_t offset) const { return bitCast<double>(u64(offset)); }
+
+    // The whole view, up to 8 bytes of it, as one word.
+    uint64_t word() const {
+        if (size >= 8) return u64(0);
+        uint64_t value = 0;
+        for (size_t i = 0; i < size; ++i) value |= uint64_t{data[i]} << (8 * i);
+        return value;
+    }
 
 private:
+    // Written out per byte, which compilers turn into one load.
+    template <class Value>
+    Value load(size_t offset) const {
+        if (!has(offset, sizeof(Value))) return 0;
+        Value value = 0;
+        for (size_t i = 0; i < sizeof(Value); ++i) {
+            value = static_cast<Value>(value | static_cast<Value>(Value{data[offset + i]} << (8 * i)));
+        }
+        return value;
+    }
+
     template <class To, class From>
     static To bitCast(From bits) {
         static_assert(sizeof(To) == sizeof(From));

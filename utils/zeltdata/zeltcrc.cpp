@@ -1,7 +1,6 @@
 #include "utils/zeltdata/zeltcrc.h"
 
 #include <array>
-#include <cstring>
 
 #if defined(__x86_64__) && defined(__GNUC__)
 #define ZELT_CRC_FOLDING 1
@@ -111,6 +110,15 @@ constexpr size_t kLanes = 4;  // enough to hide the multiplication's latency
     return _mm_shuffle_epi8(_mm_loadu_si128(reinterpret_cast<const __m128i*>(data)), reversed);
 }
 
+// The first `count` of 16 bytes as the lowest powers, zeros above them.
+[[gnu::target("pclmul,ssse3")]] __m128i loadHead(const uint8_t* data, size_t count) {
+    static constexpr uint8_t kSources[2 * kLane] = {15,   14,   13,   12,   11,   10,   9,    8,    7,    6,    5,
+                                                    4,    3,    2,    1,    0,    0x80, 0x80, 0x80, 0x80, 0x80, 0x80,
+                                                    0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80};
+    const __m128i sources = _mm_loadu_si128(reinterpret_cast<const __m128i*>(kSources + kLane - count));
+    return _mm_shuffle_epi8(_mm_loadu_si128(reinterpret_cast<const __m128i*>(data)), sources);
+}
+
 // Factors that move the halves of a lane up by Bits: x^(Bits + 64) and x^Bits modulo the polynomial.
 template <unsigned Bits>
 [[gnu::target("pclmul,ssse3")]] __m128i fold(__m128i lane, __m128i onto) {
@@ -130,10 +138,9 @@ bool zeltHasCrcFolding() {
 // Everything is folded onto 16 bytes that leave the same remainder, for the table to finish. Leading zeros do not
 // change a CRC, so an odd length is made even in front.
 [[gnu::target("pclmul,ssse3")]] uint16_t zeltCrcByFolding(const uint8_t* data, size_t size) {
+    if (size < kLane) return zeltCrcByTable(data, size);
     const size_t head = size % kLane;
-    uint8_t bytes[kLane] = {};
-    if (head != 0) std::memcpy(bytes + kLane - head, data, head);
-    __m128i sum = loadLane(bytes);
+    __m128i sum = loadHead(data, head);
     const uint8_t* const end = data + size;
     data += head;
     if (end - data >= static_cast<std::ptrdiff_t>(2 * kLanes * kLane)) {
@@ -147,9 +154,9 @@ bool zeltHasCrcFolding() {
         for (size_t i = 1; i < kLanes; ++i) sum = fold<128>(sum, lanes[i]);
     }
     for (; data != end; data += kLane) sum = fold<128>(sum, loadLane(data));
-    _mm_storeu_si128(reinterpret_cast<__m128i*>(bytes), sum);
     uint8_t folded[kLane];
-    for (size_t i = 0; i < kLane; ++i) folded[i] = bytes[kLane - 1 - i];
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(folded), sum);
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(folded), loadLane(folded));
     return addBytes<kLane>(0, folded);
 }
 

@@ -13,17 +13,18 @@ struct MeasKindRow {
     uint16_t number;
     ZeltMeasKind kind;
     size_t antennaOffset;  // of the byte whose bits 0-2 are the antenna
+    bool hasCodes;         // the block says or changes pseudoranges
 };
 constexpr MeasKindRow kRows[] = {
-    {kZeltMeas3Ranges, kMeas3RangesKind, 18},
-    {kZeltMeas3Doppler, kMeas3DopplerKind, 14},
-    {kZeltMeas3Cn0HiRes, kMeas3Cn0HiResKind, 14},
-    {kZeltMeas3Pp, kMeas3PpKind, 14},
-    {kZeltMeas3Mp, kMeas3MpKind, 14},
-    {kZeltMeasEpoch, kMeasEpochKind, kNoAntennaField},
-    {kZeltMeasEpochOld, kMeasEpochKind, kNoAntennaField},
-    {kZeltMeasExtra, kMeasExtraKind, kNoAntennaField},
-    {kZeltMeasFullRange, kMeasFullRangeKind, kNoAntennaField},
+    {kZeltMeas3Ranges, kMeas3RangesKind, 18, true},
+    {kZeltMeas3Doppler, kMeas3DopplerKind, 14, false},
+    {kZeltMeas3Cn0HiRes, kMeas3Cn0HiResKind, 14, false},
+    {kZeltMeas3Pp, kMeas3PpKind, 14, false},
+    {kZeltMeas3Mp, kMeas3MpKind, 14, false},
+    {kZeltMeasEpoch, kMeasEpochKind, kNoAntennaField, true},
+    {kZeltMeasEpochOld, kMeasEpochKind, kNoAntennaField, true},
+    {kZeltMeasExtra, kMeasExtraKind, kNoAntennaField, false},
+    {kZeltMeasFullRange, kMeasFullRangeKind, kNoAntennaField, true},
 };
 
 const MeasKindRow* findRow(Bytes block) {
@@ -120,7 +121,8 @@ bool zeltCollectMeasBlock(ZeltFile& file, Bytes block, ZeltMeasEpoch& epoch, uns
     if (row == nullptr || tow != meas.collectionTow) decoded = zeltDecodePendingEpoch(file, epoch, mode);
     meas.collectionTow = tow;
     if (row == nullptr) return decoded;
-    storeBlock(*row, block, (mode & kZeltNoteOnly) != 0, meas);
+    const bool noteOnly = (mode & kZeltNoteOnly) != 0 || ((mode & kZeltCodesOnly) != 0 && !row->hasCodes);
+    storeBlock(*row, block, noteOnly, meas);
     if (decoded || epochGoesOn(file)) return decoded;
     return zeltDecodePendingEpoch(file, epoch, mode);
 }

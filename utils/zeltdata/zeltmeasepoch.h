@@ -29,7 +29,7 @@ struct ZeltMeasSignal {
     float codeVariance;        // m^2
     float carrierVariance;     // cycles^2
     uint8_t signalType;        // signal number
-    uint8_t flags;             // kZelt... above; 0: the slot is empty
+    uint8_t flags;             // kZelt... above; 0: the slot is empty, its other fields say nothing
     uint8_t carrierMultipath;  // as logged: two's complement, 1/512 cycle
     uint8_t lossOfContinuity;  // counter
     uint8_t cn0Even;           // dB-Hz, rounded down to an even number; 0 when missing
@@ -50,6 +50,6 @@ struct ZeltMeasEpoch {
     int32_t clockJumps;           // ms, cumulative; kZeltNoClockJumps: unknown
     float dopplerVarianceFactor;  // Doppler variance over carrier variance
     uint32_t commonFlags;         // CommonFlags bits 0, 1, 3, 5 as 0x01, 0x02, 0x08, 0x80
-    int32_t satelliteCount;       // records in use
+    int32_t satelliteCount;       // records in use; the others hold nothing of this epoch
     std::array<ZeltMeasSat, kZeltMaxSatellites> satellites;
 };

@@ -37,6 +37,15 @@ bool zeltIsLowCn0Signal(int signal) { return signal == kGpsL1P || signal == kGps
 
 uint8_t zeltEvenCn0(float cn0) { return cn0 > 0 && cn0 < 256 ? static_cast<uint8_t>(cn0) & 0xFE : 0; }
 
+void zeltStartSatellite(uint8_t svid, uint8_t channel, ZeltMeasSat& satellite) {
+    satellite.channel = channel;
+    satellite.svid = svid;
+    satellite.glonassChannel = 0;
+    for (auto& antenna : satellite.signals) {
+        for (ZeltMeasSignal& signal : antenna) signal.flags = 0;  // which empties the slot
+    }
+}
+
 ZeltMeasSignal zeltEmptySignal(int signal) {
     ZeltMeasSignal empty{};
     empty.pseudorange = kNotAvailable;
@@ -50,7 +59,8 @@ ZeltMeasSignal zeltEmptySignal(int signal) {
 }
 
 void zeltStartEpoch(Bytes block, uint8_t commonFlags, ZeltMeasEpoch& epoch) {
-    epoch = ZeltMeasEpoch{};
+    epoch.satelliteCount = 0;  // records are cleared when they are begun
+    epoch.commonFlags = 0;
     epoch.tow = zeltTow(block);
     epoch.wnc = zeltWnc(block);
     epoch.wncValid = epoch.wnc < kZeltNoWnc ? 1 : 0;

@@ -17,6 +17,9 @@ bool zeltIsLowCn0Signal(int signal);
 // A C/N0 as ZeltMeasSignal::cn0Even wants it.
 uint8_t zeltEvenCn0(float cn0);
 
+// Begins a satellite record: no signal, no GLONASS channel.
+void zeltStartSatellite(uint8_t svid, uint8_t channel, ZeltMeasSat& satellite);
+
 // A signal with every value missing.
 ZeltMeasSignal zeltEmptySignal(int signal);
 
