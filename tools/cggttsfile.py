@@ -8,6 +8,9 @@ COLUMNS = {"SAT": 3, "CL": 2, "MJD": 5, "STTIME": 6, "TRKL": 4, "ELV": 3, "AZTH"
            "SMSI": 4, "ISG": 3, "FR": 2, "HC": 2, "FRC": 3, "CK": 2}
 LINE_LENGTH = sum(COLUMNS.values()) + len(COLUMNS) - 1
 
+INTEGER = re.compile(r" *-?\d+")  # a number in its column
+NO_VALUE = -2**31  # printed for a value that is not a number, where it fits
+
 HEADER_KEYWORDS = ("REV DATE", "RCVR", "CH", "IMS", "LAB", "X", "Y", "Z", "FRAME", "COMMENTS", "INT DLY", "CAB DLY",
                    "REF DLY", "REF", "CKSUM")
 
@@ -48,7 +51,8 @@ class CggttsFile:
     def header_value(self, keyword):
         """The text after "KEYWORD =", None without such a line."""
         start = keyword + " ="
-        return next((line[len(start):].strip() for line in self.header if line.startswith(start)), None)
+        value = next((line[len(start):].strip() for line in self.header if line.startswith(start)), None)
+        return value and value.encode("latin-1").decode("utf-8", "replace")
 
 
 def checksum(text):
