@@ -1,4 +1,5 @@
 import os
+import shutil
 import signal
 import subprocess
 import time
@@ -66,7 +67,10 @@ class ConvertArchive(common.ToolTest):
         return sorted(path.name for path in self.out.iterdir() if not path.name.startswith("."))
 
     def test_awkward_names_and_values_reach_the_program(self):
-        result = self.archive(self.make_logs(AWKWARD_NAMES))
+        tool = self.folder / "it's here" / "convert archive"
+        tool.parent.mkdir()
+        shutil.copy(TOOL, tool)
+        result = self.archive(self.make_logs(AWKWARD_NAMES), tool=tool)
         self.assert_counts(result, len(AWKWARD_NAMES), 0, 0)
         self.assertEqual(result.stderr, "", "a progress bar without a terminal")
         self.assertEqual(self.finished(), sorted(AWKWARD_NAMES))
@@ -76,13 +80,15 @@ class ConvertArchive(common.ToolTest):
         logs = self.make_logs(["a", "b", "c"])
         logs[1].unlink()
         logs[1].write_bytes(EXAMPLE_LOG.read_bytes())
+        logs[2].unlink()
+        logs[2].symlink_to(logs[1])
         self.assert_counts(self.archive(logs), 3, 0, 0)
         written = (self.out / "a").stat().st_ino
         self.assert_counts(self.archive(logs), 0, 3, 0)
         self.assertEqual((self.out / "a").stat().st_ino, written)
 
         os.utime(logs[1], (1, 1))
-        self.assert_counts(self.archive(logs), 1, 2, 0)
+        self.assert_counts(self.archive(logs), 2, 1, 0)
 
         options = OPTIONS | {"-dcab": "100"}
         self.write_options(options)
@@ -143,6 +149,20 @@ class ConvertArchive(common.ToolTest):
         for arguments in (["--share", "3/2"], ["--share", "0/2"], ["--share"], ["--what"], self.make_logs([".hidden"])):
             self.assertEqual(self.archive(log, *arguments).returncode, 2, arguments)
         self.assertEqual(self.archive(log, ZELT2CGGTTS="/no/program").returncode, 2)
+
+    def test_where_the_program_is_found(self):
+        log = self.make_logs(["a"])
+        tool = self.folder / "prefix" / "tools" / "convert-archive"
+        tool.parent.mkdir(parents=True)
+        shutil.copy(TOOL, tool)
+        path = self.folder / "path"
+        search = {"ZELT2CGGTTS": "", "PATH": f"{path}:{os.environ['PATH']}"}
+        for place in (path, self.folder / "prefix" / "build", self.folder / "prefix" / "bin"):
+            place.mkdir()
+            program = self.make_program(f"echo {place.name} >'{self.folder}/used'")
+            shutil.copy(program, place / "zelt2cggtts")
+            self.assert_counts(self.archive(log, tool=tool, **search), 1, 0, 0)
+            self.assertEqual((self.folder / "used").read_text(), place.name + "\n")
 
     def test_interrupted_run_goes_on(self):
         logs = self.make_logs(["a", "b", "c"])

@@ -146,7 +146,14 @@ class PlotCggtts(common.ToolTest):
         rows = blocks["mean_G"]
         gap = rows.index([])
         self.assertEqual(rows.count([]), 1)
+        self.assertEqual(gap, len(rows) // 2)
         self.assert_rows(rows[gap + 1:], [(hour + 24, mean, count) for hour, mean, count in rows[:gap]], 6)
+
+        starts = sorted({line.split()[3] for line in self.files["G"].read_text().splitlines()[HEADER_LINES:]})
+        for missing, interruptions in ((starts[4:5], 0), (starts[4:6], 1)):
+            _, blocks = self.plot(self.edit(
+                self.files["G"], lambda lines, gone=missing: [line for line in lines if line.split()[3] not in gone]))
+            self.assertEqual(blocks["mean_G"].count([]), interruptions)
 
     def test_lines_without_values_are_left_out(self):
         def spoil(lines):
