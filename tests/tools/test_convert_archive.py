@@ -148,7 +148,8 @@ class ConvertArchive(common.ToolTest):
         self.write_options(OPTIONS)
         for arguments in (["--share", "3/2"], ["--share", "0/2"], ["--share"], ["--what"], self.make_logs([".hidden"])):
             self.assertEqual(self.archive(log, *arguments).returncode, 2, arguments)
-        self.assertEqual(self.archive(log, ZELT2CGGTTS="/no/program").returncode, 2)
+        for program in ("/no/program", self.make_program("exit 1")):
+            self.assertEqual(self.archive(log, ZELT2CGGTTS=program).returncode, 2)
 
     def test_where_the_program_is_found(self):
         log = self.make_logs(["a"])
