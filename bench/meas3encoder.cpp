@@ -63,7 +63,7 @@ struct Source {
     double wavelength(size_t index) const {
         return zeltSignalWavelength(row->signals[index], satellite->glonassChannel - kGlonassChannelOffset);
     }
-    bool isLow(size_t index) const { return zeltIsLowCn0Signal(row->signals[index]); }
+    bool isLow(size_t index) const { return zeltCn0Offset(row->signals[index]) == 0; }
 };
 
 // A record with its values still to be reconciled with what the bits can say.

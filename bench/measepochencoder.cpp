@@ -136,7 +136,7 @@ uint8_t loggedSvid(uint8_t svid) {
 }
 
 int cn0Steps(const ZeltMeasSignal& signal, double unit) {
-    const double offset = zeltIsLowCn0Signal(signal.signalType) ? 0 : 10;
+    const double offset = zeltCn0Offset(signal.signalType);
     return static_cast<int>(std::lround((signal.cn0 - offset) / unit));
 }
 

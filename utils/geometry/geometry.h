@@ -36,7 +36,7 @@ struct LineOfSight {
     bool valid = false;  // false when the two points are within 1 m of each other (or the range is not a number)
 };
 
-// azimuth: from north over east, [0, 2 pi). elevation: -pi/2..pi/2; NaN when the range is 0.
+// azimuth: from north over east, 0 to 2 pi. elevation: -pi/2..pi/2; NaN when the range is 0.
 struct AzEl {
     double azimuth = 0;
     double elevation = 0;

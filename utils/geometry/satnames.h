@@ -1,5 +1,5 @@
 // Names and constellations of the internal satellite numbers (SVID):
-// GPS 1-37, GLONASS 38-68 (68: slot unknown), Galileo 71-106, L-band 107-119, SBAS 120-158, BeiDou 161-197,
+// GPS 1-32, GLONASS 38-68 (68: slot unknown), Galileo 71-106, L-band 107-119, SBAS 120-158, BeiDou 161-197,
 // QZSS 201-207, NavIC 211-224.
 #pragma once
 

@@ -107,6 +107,11 @@ double GetSignalWavelength(int signal, int channelIndex) {
     return wavelengthOf(GetSignalFrequency(signal, channelIndex));
 }
 
+double GetFdmaWavelength(int signal, int frequencyNumber) {
+    const GlonassBand* band = signalRow(signal).band;
+    return band == nullptr ? 0 : kSpeedOfLight / (band->centreHz + 1.0 * frequencyNumber * band->stepHz);
+}
+
 double GetSignalWavelengthSq(int signal, int channelIndex) {
     const double wavelength = GetSignalWavelength(signal, channelIndex);
     return wavelength * wavelength;
@@ -115,8 +120,8 @@ double GetSignalWavelengthSq(int signal, int channelIndex) {
 float GetSignalRatio(int signal, int channelIndex) {
     const SignalRow& row = signalRow(signal);
     if (row.code == kNoConstellation && row.frequencyHz == 0) return 0.0F;
-    double reference = row.referenceHz;
-    double carrier = row.frequencyHz;
+    uint32_t reference = row.referenceHz;
+    uint32_t carrier = row.frequencyHz;
     if (row.band != nullptr) {  // both bands share their channels, so the ratio is that of the band centres
         reference = kGlonassL1.centreHz;
         carrier = row.band->centreHz;
@@ -124,7 +129,10 @@ float GetSignalRatio(int signal, int channelIndex) {
         const int index = isGlonassChannel(channelIndex) ? channelIndex : kGlonassChannelOffset;
         reference = channelFrequency(kGlonassL1, index);
     }
-    return static_cast<float>((reference * reference) / (carrier * carrier));
+    // Single precision throughout: the squares are rounded too.
+    const auto numerator = static_cast<float>(reference);
+    const auto denominator = static_cast<float>(carrier);
+    return (numerator * numerator) / (denominator * denominator);
 }
 
 ConstellationCode GetSignalConstellation(int signal) { return signalRow(signal).code; }

@@ -43,6 +43,9 @@ uint32_t GetSignalFrequency(int signal, int channelIndex);
 double GetSignalWavelength(int signal, int channelIndex);
 double GetSignalWavelengthSq(int signal, int channelIndex);
 
+// Wavelength in m of a GLONASS FDMA signal for any frequency number (above -1000), its channels' or not; 0 for others.
+double GetFdmaWavelength(int signal, int frequencyNumber);
+
 // Squared ratio of the constellation's reference carrier to the signal's: (f_ref / f)^2. The reference is L1 or E1,
 // for BeiDou B1I; NavIC L5 is its own. GLONASS L3 refers to L1 of the given channel, frequency number 0 without one.
 float GetSignalRatio(int signal, int channelIndex);

@@ -33,7 +33,6 @@ constexpr uint32_t kHalfCycleLockIndex = 0;
 
 constexpr double kUnit = 0.001;  // m and cycles
 constexpr int kMillimetresPerSecondPerRate = 64;
-constexpr float kLongCn0Offset = 10;  // dB-Hz, of the forms that log C/N0 in 6 bits
 
 enum ConstellationIndex : size_t { kGlonassIndex = 1, kBeiDouIndex = 3 };
 
@@ -56,8 +55,9 @@ constexpr ConstellationRow kRows[kMeas3Constellations] = {
 constexpr double kHighBeiDouCodeBase = 34e6;  // m, geostationary and inclined orbits
 constexpr size_t kBeiDouFlags = 16;
 
-// A record form: its size in bytes and where, in its little-endian word, the fields are. A code field in two pieces
-// has its high bits in codeHigh.
+// A record form: the size in bytes of its little-endian word and where, in it, the fields are. A code field in two
+// pieces has its high bits in codeHigh. More bytes follow the word of a long master (see below), and of both absolute
+// masters the rate where it is logged.
 struct Field {
     unsigned first;
     unsigned width;
@@ -69,7 +69,7 @@ struct RecordForm {
     Field carrier;
     Field lock;
     Field cn0;
-    double codeOffset;     // m, subtracted
+    double codeOffset;     // m, subtracted (added, where the short slave's code counts downwards)
     double carrierOffset;  // cycles, subtracted
     float cn0Offset;       // dB-Hz, added
 };
@@ -88,6 +88,10 @@ constexpr Field kLongSignalMask{6, 9};
 constexpr Field kLongMaskExtension{15, 1};  // then a byte follows with signals 9 to 15
 constexpr Field kExtendedMask{0, 7};
 
+// The forms by the low bits of their first byte; the rest are differences to the reference epoch.
+bool isShortRecord(uint8_t head) { return (head & 1) != 0; }
+bool isLongRecord(uint8_t head) { return (head & 3) == 0; }
+
 uint32_t fieldOf(uint64_t word, const Field& field) { return bitField(word, field.first, field.width); }
 
 double codeField(uint64_t word, const RecordForm& form) {
@@ -96,8 +100,6 @@ double codeField(uint64_t word, const RecordForm& form) {
 }
 
 double carrierField(uint64_t word, const RecordForm& form) { return fieldOf(word, form.carrier) * kUnit; }
-
-bool isMissing(double value) { return !(value > kAvailableAbove); }
 
 // The four companions of one antenna's ranges, each read along with the signals.
 struct Companions {
@@ -115,8 +117,8 @@ struct Companions {
 // What is known of the satellite while its records are read.
 struct Satellite {
     Meas3RefSatellite* reference = nullptr;
-    ZeltMeasSat* record = nullptr;  // null: its signals are dropped
-    bool stored = false;            // a signal was stored
+    bool stored = false;  // the antenna's slots below hold a signal
+    std::array<ZeltMeasSignal, kZeltSlots> slots;
     std::array<uint8_t, kMeas3Signals> signalNumbers{};
     int frequencyNumber = 0;
     double codeBase = 0;
@@ -151,7 +153,7 @@ void setLock(uint32_t index, ZeltMeasSignal& signal) {
 }
 
 void setLongCn0(uint32_t value, ZeltMeasSignal& signal) {
-    signal.cn0 = static_cast<float>(value) + (zeltIsLowCn0Signal(signal.signalType) ? 0 : kLongCn0Offset);
+    signal.cn0 = static_cast<float>(value) + static_cast<float>(zeltCn0Offset(signal.signalType));
 }
 
 // Carrier phase from a prediction; a field of 0 says that it is missing.
@@ -176,6 +178,7 @@ void startMaster(size_t index, Satellite& satellite) {
     satellite.masterIndex = index;
     satellite.masterWavelength = satellite.wavelength(index);
     satellite.master = zeltEmptySignal(satellite.signalNumbers[index]);
+    satellite.rate = satellite.reference->rate;
 }
 
 bool takeRate(AntennaDecoder& decoder, Satellite& satellite) {
@@ -218,7 +221,6 @@ bool readMasterLong(uint64_t word, AntennaDecoder& decoder, Satellite& satellite
 void readMasterDelta(uint64_t word, const RecordForm& form, const AntennaDecoder& decoder, Satellite& satellite) {
     startMaster(satellite.reference->masterIndex, satellite);
     satellite.slaveMask = satellite.reference->slaveMask;
-    satellite.rate = satellite.reference->rate;
     const Meas3RefSignal* reference = referenceSignal(satellite, satellite.masterIndex);
     if (reference == nullptr) return;
     const int64_t predicted =
@@ -227,7 +229,7 @@ void readMasterDelta(uint64_t word, const RecordForm& form, const AntennaDecoder
     copyReference(*reference, master);
     master.pseudorange =
         reference->pseudorange + static_cast<double>(predicted) * kUnit + codeField(word, form) - form.codeOffset;
-    if (!isMissing(reference->carrierPhase)) {
+    if (!zeltIsMissing(reference->carrierPhase)) {
         const double change = (master.pseudorange - reference->pseudorange) / satellite.masterWavelength;
         setCarrier(change + reference->carrierPhase, word, form, master);
     }
@@ -235,19 +237,22 @@ void readMasterDelta(uint64_t word, const RecordForm& form, const AntennaDecoder
     satellite.hasMaster = true;
 }
 
+// Takes a record of the form's word; false when the ranges end in it.
+bool takeRecord(const RecordForm& form, AntennaDecoder& decoder, uint64_t& word) {
+    word = decoder.ranges.take(form.size).word();
+    return !decoder.ranges.failed;
+}
+
 // Reads the record that the low bits of the next byte choose; false when it is corrupt.
 bool readMaster(unsigned headerIndex, AntennaDecoder& decoder, Satellite& satellite) {
     const uint8_t head = decoder.ranges.rest.u8(0);
-    const bool isDelta = (head & 3) == 2;
-    const RecordForm& form = (head & 1) != 0     ? kMasterShort
-                             : !isDelta          ? kMasterLong
-                             : (head & 12) == 12 ? kMasterDelta
-                                                 : kMasterSmallDelta;
-    const Bytes record = decoder.ranges.take(form.size);
-    const uint64_t word = record.word();
-    if (decoder.ranges.failed) return false;
-    if (&form == &kMasterShort) return readMasterShort(word, headerIndex, decoder, satellite);
-    if (!isDelta) return readMasterLong(word, decoder, satellite);
+    uint64_t word = 0;
+    if (isShortRecord(head)) {
+        return takeRecord(kMasterShort, decoder, word) && readMasterShort(word, headerIndex, decoder, satellite);
+    }
+    if (isLongRecord(head)) return takeRecord(kMasterLong, decoder, word) && readMasterLong(word, decoder, satellite);
+    const RecordForm& form = (head & 12) == 12 ? kMasterDelta : kMasterSmallDelta;
+    if (!takeRecord(form, decoder, word)) return false;
     readMasterDelta(word, form, decoder, satellite);
     return true;
 }
@@ -267,13 +272,13 @@ void readSlaveShort(uint64_t word, const Satellite& satellite, Slave& slave) {
     signal.pseudorange = slave.wavelength > satellite.masterWavelength
                              ? master.pseudorange + code - kSlaveShort.codeOffset
                              : master.pseudorange - code + kSlaveShort.codeOffset;
-    if (!isMissing(master.carrierPhase)) {
+    if (!zeltIsMissing(master.carrierPhase)) {
         const double ionosphere = master.carrierPhase - master.pseudorange / satellite.masterWavelength;
         setCarrier(ionosphere * slave.wavelength / satellite.masterWavelength + signal.pseudorange / slave.wavelength,
                    word, kSlaveShort, signal);
     }
     const auto value = static_cast<float>(fieldOf(word, kSlaveShort.cn0));
-    signal.cn0 = zeltIsLowCn0Signal(signal.signalType) ? master.cn0 - 3 - value : value + kSlaveShort.cn0Offset;
+    signal.cn0 = zeltCn0Offset(signal.signalType) == 0 ? master.cn0 - 3 - value : value + kSlaveShort.cn0Offset;
     setLock(fieldOf(word, kSlaveShort.lock), signal);
 }
 
@@ -290,8 +295,8 @@ void readSlaveDelta(uint64_t word, const Satellite& satellite, Slave& slave) {
     const Meas3RefSignal* reference = referenceSignal(satellite, slave.index);
     const Meas3RefSignal* referenceMaster = referenceSignal(satellite, satellite.masterIndex);
     const double carrier = satellite.master.carrierPhase;
-    slave.present = reference != nullptr && referenceMaster != nullptr && !isMissing(carrier) &&
-                    !isMissing(reference->carrierPhase) && !isMissing(referenceMaster->carrierPhase);
+    slave.present = reference != nullptr && referenceMaster != nullptr && !zeltIsMissing(carrier) &&
+                    !zeltIsMissing(reference->carrierPhase) && !zeltIsMissing(referenceMaster->carrierPhase);
     if (!slave.present) return;
     ZeltMeasSignal& signal = slave.signal;
     copyReference(*reference, signal);
@@ -305,12 +310,11 @@ void readSlaveDelta(uint64_t word, const Satellite& satellite, Slave& slave) {
 // Takes a slave's record, relative to the master's; false when the ranges end in it.
 bool readSlave(AntennaDecoder& decoder, const Satellite& satellite, Slave& slave) {
     const uint8_t head = decoder.ranges.rest.u8(0);
-    const bool isShort = (head & 1) != 0;
-    const bool isLong = (head & 3) == 0;
-    const Bytes record = decoder.ranges.take((isShort ? kSlaveShort : isLong ? kSlaveLong : kSlaveDelta).size);
-    if (decoder.ranges.failed) return false;
+    const bool isShort = isShortRecord(head);
+    const bool isLong = isLongRecord(head);
+    uint64_t word = 0;
+    if (!takeRecord(isShort ? kSlaveShort : isLong ? kSlaveLong : kSlaveDelta, decoder, word)) return false;
     if (!slave.present) return true;
-    const uint64_t word = record.word();
     if (isShort) {
         readSlaveShort(word, satellite, slave);
     } else if (isLong) {
@@ -344,7 +348,7 @@ int32_t takeCompanions(Companions& companions, ZeltMeasSignal& signal) {
     if (companions.pp.take(1) != 0) {
         const uint32_t half = companions.pp.take(5);
         if (!companions.pp.failed) {
-            signal.cn0Even = static_cast<uint8_t>(half * 2 + (zeltIsLowCn0Signal(signal.signalType) ? 0 : 10));
+            signal.cn0Even = static_cast<uint8_t>(static_cast<int>(half) * 2 + zeltCn0Offset(signal.signalType));
         }
     }
     takeMultipath(companions.mp, signal);
@@ -356,11 +360,10 @@ void keepReference(size_t index, const ZeltMeasSignal& signal, Meas3RefSatellite
     reference.signals[index] = {signal.pseudorange, signal.carrierPhase, signal.cn0, signal.lockTime, signal.flags};
 }
 
-void storeSignal(const AntennaDecoder& decoder, Satellite& satellite, ZeltMeasSignal& signal) {
-    if (satellite.record == nullptr) return;
+void storeSignal(Satellite& satellite, ZeltMeasSignal& signal) {
     if ((satellite.trackingBits & 1) != 0) signal.flags |= kZeltInfoFlag;
     signal.lossOfContinuity = satellite.trackingBits >> 1;
-    if (zeltStoreSignal(*satellite.record, decoder.antenna, signal)) satellite.stored = true;
+    if (zeltStoreSignal(satellite.slots, signal)) satellite.stored = true;
 }
 
 // False when the ranges are corrupt, as the two functions that follow.
@@ -381,7 +384,7 @@ bool decodeMaster(unsigned headerIndex, AntennaDecoder& decoder, Satellite& sate
         master.doppler = static_cast<float>(static_cast<double>(change) * kUnit / satellite.masterWavelength);
     }
     satellite.masterDoppler = master.doppler;
-    if (satellite.hasMaster) storeSignal(decoder, satellite, master);
+    if (satellite.hasMaster) storeSignal(satellite, master);
     return true;
 }
 
@@ -391,11 +394,11 @@ bool decodeSlave(size_t index, AntennaDecoder& decoder, Satellite& satellite) {
     if (!readSlave(decoder, satellite, slave)) return false;
     if (decoder.isReference && slave.present) keepReference(index, slave.signal, *satellite.reference);
     const int32_t code = takeCompanions(decoder.companions, slave.signal);
-    if (code != kMeas3NoDoppler && !isMissing(satellite.masterDoppler)) {
+    if (code != kMeas3NoDoppler && !zeltIsMissing(satellite.masterDoppler)) {
         const double fromMaster = satellite.masterDoppler * satellite.masterWavelength * 1000;  // mm/s
         slave.signal.doppler = static_cast<float>((fromMaster - code) * kUnit / slave.wavelength);
     }
-    if (slave.present) storeSignal(decoder, satellite, slave.signal);
+    if (slave.present) storeSignal(satellite, slave.signal);
     return true;
 }
 
@@ -462,46 +465,54 @@ bool takeHeader(size_t constellation, AntennaDecoder& decoder, Header& header) {
 // The reference epoch's record of a satellite, made empty when the epoch did not hold it.
 Meas3RefSatellite& referenceOf(Meas3RefConstellation& constellation, size_t j) {
     const uint64_t bit = uint64_t{1} << j;
-    if ((constellation.known & bit) == 0) constellation.satellites[j].present = 0;
+    Meas3RefSatellite& satellite = constellation.satellites[j];
+    if ((constellation.known & bit) == 0) {
+        satellite.present = 0;
+        satellite.slaveMask = 0;
+        satellite.masterIndex = 0;
+        satellite.rate = 0;
+    }
     constellation.known |= bit;
-    return constellation.satellites[j];
+    return satellite;
 }
 
-// The record for a satellite: the one that already holds it, else the next free one, else the last.
-ZeltMeasSat& recordFor(uint8_t svid, ZeltMeasEpoch& epoch, int32_t& index) {
-    for (index = 0; index < epoch.satelliteCount; ++index) {
-        ZeltMeasSat& record = epoch.satellites[static_cast<size_t>(index)];
-        if (record.svid == svid) return record;
-    }
+// Puts an antenna's slots into the record that already holds the satellite, else into a new one; when there is none
+// left, into the last.
+void storeSatellite(uint8_t svid, uint8_t glonassChannel, const Satellite& satellite, AntennaDecoder& decoder) {
+    ZeltMeasEpoch& epoch = decoder.epoch;
+    int32_t index = 0;
+    while (index < epoch.satelliteCount && epoch.satellites[static_cast<size_t>(index)].svid != svid) ++index;
+    const bool isNew = index == epoch.satelliteCount;
     index = std::min(index, kZeltMaxSatellites - 1);
     ZeltMeasSat& record = epoch.satellites[static_cast<size_t>(index)];
-    zeltStartSatellite(svid, static_cast<uint8_t>(index), record);
-    return record;
+    if (isNew) {
+        zeltStartSatellite(svid, static_cast<uint8_t>(index), record);
+        record.glonassChannel = glonassChannel;
+        epoch.satelliteCount = index + 1;
+    }
+    record.signals[static_cast<size_t>(decoder.antenna)] = satellite.slots;
 }
 
 bool decodeSatellite(size_t constellation, const Header& header, size_t n, AntennaDecoder& decoder) {
     const ConstellationRow& row = kRows[constellation];
     const size_t j = header.satellites[n];
     const int svid = row.firstSvid + static_cast<int>(j);
-    const uint8_t nibble = header.glonassNibbles.u8(n / 2) >> (n % 2 * 4) & 0x0F;
     const bool isGlonass = constellation == kGlonassIndex;
+    const int channel = isGlonass ? header.glonassNibbles.u8(n / 2) >> (n % 2 * 4) & 0x0F : 0;
+    const bool isHigh = n < kBeiDouFlags && (unsigned{header.beiDouFlags} >> n & 1) != 0;
 
     Satellite satellite;
     satellite.reference = &referenceOf(decoder.reference.constellations[constellation], j);
     satellite.signalNumbers = header.signalNumbers;
-    satellite.frequencyNumber = isGlonass ? nibble - kGlonassChannelOffset : 0;
-    const bool isHigh = n < kBeiDouFlags && (unsigned{header.beiDouFlags} >> n & 1) != 0;
+    satellite.frequencyNumber = channel - kGlonassChannelOffset;
     satellite.codeBase = isHigh ? kHighBeiDouCodeBase : row.codeBase;
-
-    const bool dropped =
-        svid > row.lastSvid || (isGlonass && (nibble < kGlonassFirstChannel || nibble > kGlonassLastChannel));
-    int32_t index = 0;
-    if (!dropped) {
-        satellite.record = &recordFor(static_cast<uint8_t>(svid), decoder.epoch, index);
-        if (isGlonass) satellite.record->glonassChannel = nibble;
-    }
+    for (ZeltMeasSignal& slot : satellite.slots) slot.flags = 0;
     if (!decodeSignals(header.masterIndex, decoder, satellite)) return false;
-    if (satellite.stored && index == decoder.epoch.satelliteCount) ++decoder.epoch.satelliteCount;
+
+    const bool hasChannel = !isGlonass || (channel >= kGlonassFirstChannel && channel <= kGlonassLastChannel);
+    if (satellite.stored && hasChannel && svid <= row.lastSvid) {
+        storeSatellite(static_cast<uint8_t>(svid), static_cast<uint8_t>(channel), satellite, decoder);
+    }
     return true;
 }
 

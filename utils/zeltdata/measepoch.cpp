@@ -29,10 +29,7 @@ constexpr double kCodeMsbUnit = 4294967.296;  // m
 constexpr double kCarrierUnit = 0.001;        // cycles
 constexpr double kDopplerUnit = 0.0001;       // Hz
 constexpr float kCn0Unit = 0.25F;             // dB-Hz
-constexpr float kCn0Offset = 10;              // dB-Hz
 constexpr uint8_t kHalfCycleBit = 0x04;       // of ObsInfo
-
-bool isMissing(double value) { return !(value > kAvailableAbove); }
 
 bool isOldForm(Bytes block) { return zeltNumber(block) == kZeltMeasEpochOld; }
 
@@ -49,12 +46,12 @@ uint32_t lockMilliseconds(uint32_t seconds, uint32_t unknown) {
 
 void setCn0(uint8_t field, ZeltMeasSignal& signal) {
     if (field == 255) return;
-    signal.cn0 = static_cast<float>(field) * kCn0Unit + (zeltIsLowCn0Signal(signal.signalType) ? 0 : kCn0Offset);
+    signal.cn0 = static_cast<float>(field) * kCn0Unit + static_cast<float>(zeltCn0Offset(signal.signalType));
     signal.cn0Even = zeltEvenCn0(signal.cn0);
 }
 
 void setCarrier(int msb, uint16_t lsb, double wavelength, ZeltMeasSignal& signal) {
-    if ((msb == -128 && lsb == 0) || isMissing(signal.pseudorange)) return;
+    if ((msb == -128 && lsb == 0) || zeltIsMissing(signal.pseudorange)) return;
     signal.carrierPhase = (msb * 65536 + lsb) * kCarrierUnit + signal.pseudorange / wavelength;
 }
 
@@ -103,11 +100,11 @@ ZeltMeasSignal decodeType2(Bytes sub, const SatelliteContext& context) {
     const int dopplerMsb = (offsets >> 3) - ((offsets & 0x80) != 0 ? 32 : 0);
     const uint16_t codeLsb = sub.u16(6);
     const uint16_t dopplerLsb = sub.u16(10);
-    if (!(codeMsb == -4 && codeLsb == 0) && !isMissing(master.pseudorange)) {
+    if (!(codeMsb == -4 && codeLsb == 0) && !zeltIsMissing(master.pseudorange)) {
         signal.pseudorange = master.pseudorange + (codeMsb * 65536 + codeLsb) * kCodeUnit;
     }
     setCarrier(sub.i8(4), sub.u16(8), wavelength, signal);
-    if (!(dopplerMsb == -16 && dopplerLsb == 0) && !isMissing(master.doppler)) {
+    if (!(dopplerMsb == -16 && dopplerLsb == 0) && !zeltIsMissing(master.doppler)) {
         signal.doppler = static_cast<float>((dopplerMsb * 65536 + dopplerLsb) * kDopplerUnit +
                                             master.doppler * context.masterWavelength / wavelength);
     }
@@ -116,13 +113,19 @@ ZeltMeasSignal decodeType2(Bytes sub, const SatelliteContext& context) {
     return signal;
 }
 
+// False when the antenna of the Type field (bits 5-7) or the signal has no place.
+bool storeSignal(ZeltMeasSat& satellite, uint8_t type, const ZeltMeasSignal& signal) {
+    const size_t antenna = type >> 5;
+    return antenna < satellite.signals.size() && zeltStoreSignal(satellite.signals[antenna], signal);
+}
+
 // Decodes the type-2 sub-blocks that `bytes` begins with; false when one does not fit.
 bool decodeType2s(Bytes bytes, size_t count, size_t length, const SatelliteContext& context, ZeltMeasSat& satellite,
                   bool& stored) {
     for (size_t i = 0; i < count; ++i) {
         if (length < kType2Size || !bytes.has(i * length, length)) return false;
         const Bytes sub = bytes.sub(i * length, length);
-        if (zeltStoreSignal(satellite, sub.u8(0) >> 5, decodeType2(sub, context))) stored = true;
+        if (storeSignal(satellite, sub.u8(0), decodeType2(sub, context))) stored = true;
     }
     return true;
 }
@@ -146,6 +149,7 @@ bool startSatellite(Bytes sub, int index, SatelliteContext& context, ZeltMeasSat
 
 // A block's refining sub-blocks: the last `count` times `length` bytes of the block.
 struct SubBlocks {
+    bool fit = false;
     Bytes bytes;
     size_t count = 0;
     size_t length = 0;
@@ -155,10 +159,10 @@ struct SubBlocks {
 
 // No sub-blocks when they are shorter than the fields read of them, or do not fit the block.
 SubBlocks refiningSubBlocks(Bytes block, size_t fieldsSize) {
-    const SubBlocks logged{block, block.u8(kCount), block.u8(kSubLength)};
+    const SubBlocks logged{true, block, block.u8(kCount), block.u8(kSubLength)};
     const size_t total = logged.count * logged.length;
     if (logged.length < fieldsSize || !block.has(kSubBlocks, total)) return {};
-    return {block.sub(block.size - total, total), logged.count, logged.length};
+    return {true, block.sub(block.size - total, total), logged.count, logged.length};
 }
 
 ZeltMeasSignal* findSignal(ZeltMeasEpoch& epoch, uint8_t rxChannel, int antenna, int signal) {
@@ -192,7 +196,7 @@ void zeltDecodeMeasEpoch(Bytes block, ZeltMeasEpoch& epoch) {
         ZeltMeasSat& satellite = epoch.satellites[static_cast<size_t>(epoch.satelliteCount)];
         if (!startSatellite(sub1, epoch.satelliteCount, context, satellite)) continue;
         decodeType1(sub1, context);
-        bool stored = zeltStoreSignal(satellite, sub1.u8(1) >> 5, context.master);
+        bool stored = storeSignal(satellite, sub1.u8(1), context.master);
         const Bytes subs2 = block.sub(offset2, block.size);
         const bool fits = decodeType2s(subs2, count2, length2, context, satellite, stored);
         if (stored) ++epoch.satelliteCount;
@@ -210,7 +214,7 @@ void zeltApplyMeasExtra(Bytes block, ZeltMeasEpoch& epoch) {
     constexpr size_t kFieldsByRevision[] = {12, 13, 15, 16};
     const int revision = zeltRevision(block);
     const SubBlocks subs = refiningSubBlocks(block, kFieldsByRevision[revision < 3 ? revision : 3]);
-    if (subs.count == 0) return;
+    if (!subs.fit) return;
     const float factor = block.f32(kDopplerVarFactor);
     if (factor != 0) epoch.dopplerVarianceFactor = factor;
     for (size_t i = 0; i < subs.count; ++i) {
@@ -227,7 +231,7 @@ void zeltApplyMeasExtra(Bytes block, ZeltMeasEpoch& epoch) {
         signal->lossOfContinuity = revision >= 1 ? sub.u8(12) : 0;
         signal->carrierMultipath = revision >= 2 ? sub.u8(13) : 0;
         if (revision >= 2 && (sub.u8(14) & 1) != 0) signal->flags |= kZeltInfoFlag;
-        if (!isMissing(signal->cn0)) signal->cn0 += static_cast<float>(misc & 7) * kCn0FineUnit;
+        if (!zeltIsMissing(signal->cn0)) signal->cn0 += static_cast<float>(misc & 7) * kCn0FineUnit;
     }
 }
 
@@ -244,6 +248,8 @@ void zeltApplyMeasFullRange(Bytes block, ZeltMeasEpoch& epoch) {
         const double wavelength = zeltSignalWavelength(signal->signalType, (sub.u8(3) & 0x1F) - kGlonassChannelOffset);
         signal->pseudorange = sub.f64(4);
         signal->carrierPhase = (signal->pseudorange + static_cast<double>(sub.f32(12))) / wavelength;
-        if (hasCn0) signal->cn0 = static_cast<float>(sub.i16(16)) * kFullCn0Unit;
+        if (!hasCn0) continue;
+        signal->cn0 = static_cast<float>(sub.i16(16)) * kFullCn0Unit;
+        signal->cn0Even = zeltEvenCn0(signal->cn0);
     }
 }

@@ -61,6 +61,7 @@ void forgetBlocks(ZeltMeasState& meas) {
     }
     meas.previousPending = meas.pending;
     meas.pending = 0;
+    meas.isComplete = false;
 }
 
 bool decodeMeas3(ZeltMeasState& meas, ZeltMeasEpoch& epoch) {
@@ -118,11 +119,14 @@ bool zeltCollectMeasBlock(ZeltFile& file, Bytes block, ZeltMeasEpoch& epoch, uns
     const MeasKindRow* row = findRow(block);
     const uint32_t tow = zeltTow(block);
     bool decoded = false;
-    if (row == nullptr || tow != meas.collectionTow) decoded = zeltDecodePendingEpoch(file, epoch, mode);
+    if (row == nullptr || tow != meas.collectionTow || meas.isComplete) {
+        decoded = zeltDecodePendingEpoch(file, epoch, mode);
+    }
     meas.collectionTow = tow;
     if (row == nullptr) return decoded;
     const bool noteOnly = (mode & kZeltNoteOnly) != 0 || ((mode & kZeltCodesOnly) != 0 && !row->hasCodes);
     storeBlock(*row, block, noteOnly, meas);
-    if (decoded || epochGoesOn(file)) return decoded;
+    meas.isComplete = !epochGoesOn(file);
+    if (decoded || !meas.isComplete) return decoded;
     return zeltDecodePendingEpoch(file, epoch, mode);
 }

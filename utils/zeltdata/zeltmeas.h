@@ -20,7 +20,7 @@ struct ZeltFile;
 // What zeltCollectMeasBlock may decode, or-ed together.
 constexpr unsigned kZeltAllowMeas3 = 1;
 constexpr unsigned kZeltAllowMeasEpoch = 2;
-constexpr unsigned kZeltNoteOnly = 4;  // the block's epoch is of no interest: follow it, but do not decode it
+constexpr unsigned kZeltNoteOnly = 4;   // the block's epoch is of no interest: follow it, but do not decode it
 constexpr unsigned kZeltCodesOnly = 8;  // no blocks that do not bear on pseudoranges: what they refine stays coarse
 
 // The kinds of measurement block that an epoch may be made of, in the order of their pending marks.
@@ -49,6 +49,7 @@ struct ZeltMeasState {
     std::array<std::array<ZeltBlockCopy, kZeltAntennas>, kMeasKinds> blocks;
     uint32_t pending = 0;          // a bit per kind collected
     uint32_t previousPending = 0;  // of the epoch before
+    bool isComplete = false;       // what is pending is an epoch that ends with the last block
     uint32_t collectionTow = kZeltNoTow;
     uint32_t decodedTow = kZeltNoTow;  // of the last epoch decoded: none is decoded twice
     Meas3References references;

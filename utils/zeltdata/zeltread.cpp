@@ -160,18 +160,19 @@ void zeltOpenFile(const char* path, ZeltFile& file) {
 }
 
 int zeltGetNextBlock(ZeltFile& file, Bytes& block, uint16_t id1, uint16_t id2, unsigned flags) {
-    if ((flags & 3) == kZeltRewind) {
+    int64_t pos = file.position;
+    if ((flags & kZeltRewindMask) == kZeltRewind) {
         moveWindow(file, 0, kRewindSeek);
-        file.position = 0;
         file.lookahead.known = false;
+        pos = 0;
     }
-    for (int64_t pos = file.position;;) {
+    for (;;) {
         lookAhead(file, pos);
         if (file.lookahead.blockSize == 0) return kZeltEndOfFile;
         block = bytesAt(file, file.lookahead.blockPos, file.lookahead.blockSize);
         pos = file.lookahead.blockPos + static_cast<int64_t>(block.size);
         if (!passesFilter(block, id1, id2)) continue;
-        if ((flags & 12) != kZeltPeek) file.position = pos;
+        if ((flags & kZeltPeekMask) != kZeltPeek) file.position = pos;
         return kZeltFound;
     }
 }

@@ -18,9 +18,11 @@
 
 constexpr uint16_t kZeltAnyBlock = 65535;  // block-number filter that every block passes
 
-// Flags of zeltGetNextBlock.
+// Flags of zeltGetNextBlock: one value of each mask, or-ed together.
+constexpr unsigned kZeltRewindMask = 3;
 constexpr unsigned kZeltRewind = 1;  // start over at the beginning of the file
-constexpr unsigned kZeltPeek = 4;    // leave the position where it is
+constexpr unsigned kZeltPeekMask = 12;
+constexpr unsigned kZeltPeek = 4;  // leave the position where it is
 
 constexpr int kZeltFound = 0;
 constexpr int kZeltEndOfFile = -1;
@@ -49,8 +51,8 @@ struct ZeltFile {
     ZeltMeasState meas;
 };
 
-// Opens a file for reading; a failure is fatal. A null path gives a context without a file, with which blocks from
-// elsewhere can be collected into epochs.
+// Opens a file for reading into a context that has none open; a failure is fatal. A null path gives a context without a
+// file, with which blocks from elsewhere can be collected into epochs.
 void zeltOpenFile(const char* path, ZeltFile& file);
 
 // The next valid block at or after the position whose number is id1 or id2. kZeltAnyBlock in either lets every block
@@ -58,7 +60,7 @@ void zeltOpenFile(const char* path, ZeltFile& file);
 // included. kZeltFound, or kZeltEndOfFile with the position unchanged.
 int zeltGetNextBlock(ZeltFile& file, Bytes& block, uint16_t id1, uint16_t id2, unsigned flags);
 
-// Length of the file and current position in bytes.
+// Length of an opened file and current position in bytes.
 int64_t zeltGetFileLength(ZeltFile& file);
 int64_t zeltGetFilePos(const ZeltFile& file);
 

@@ -2,7 +2,6 @@
 
 #include <iterator>
 
-#include "utils/geometry/constants.h"
 #include "utils/geometry/sigtypes.h"
 
 using namespace Qon::Nav;
@@ -25,7 +24,9 @@ constexpr FlagBit kCommonFlags[] = {{0x01, 0x01}, {0x02, 0x02}, {0x08, 0x08}, {0
 }  // namespace
 
 double zeltSignalWavelength(int signal, int k) {
-    const double wavelength = signal == kLBandSignal ? 0 : GetSignalWavelength(signal, k + kGlonassChannelOffset);
+    const double fdma = GetFdmaWavelength(signal, k);
+    if (fdma > 0) return fdma;
+    const double wavelength = signal == kLBandSignal ? 0 : GetSignalWavelength(signal, 0);
     return wavelength > 0 ? wavelength : GetSignalWavelength(kGpsL1Ca, 0);
 }
 
@@ -33,7 +34,7 @@ int zeltSignalSlot(int signal) {
     return signal >= 0 && signal < static_cast<int>(std::size(kSlots)) ? kSlots[signal] : -1;
 }
 
-bool zeltIsLowCn0Signal(int signal) { return signal == kGpsL1P || signal == kGpsL2P; }
+int zeltCn0Offset(int signal) { return signal == kGpsL1P || signal == kGpsL2P ? 0 : 10; }
 
 uint8_t zeltEvenCn0(float cn0) { return cn0 > 0 && cn0 < 256 ? static_cast<uint8_t>(cn0) & 0xFE : 0; }
 
@@ -72,10 +73,10 @@ void zeltStartEpoch(Bytes block, uint8_t commonFlags, ZeltMeasEpoch& epoch) {
     }
 }
 
-bool zeltStoreSignal(ZeltMeasSat& satellite, int antenna, const ZeltMeasSignal& signal) {
+bool zeltStoreSignal(std::array<ZeltMeasSignal, kZeltSlots>& slots, const ZeltMeasSignal& signal) {
     const int slot = zeltSignalSlot(signal.signalType);
-    if (slot < 0 || antenna < 0 || antenna >= kZeltAntennas) return false;
-    ZeltMeasSignal& stored = satellite.signals[static_cast<size_t>(antenna)][static_cast<size_t>(slot)];
+    if (slot < 0) return false;
+    ZeltMeasSignal& stored = slots[static_cast<size_t>(slot)];
     stored = signal;
     stored.flags |= kZeltSlotUsed;
     return true;

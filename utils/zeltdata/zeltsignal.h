@@ -1,18 +1,22 @@
 // What the decoders of the measurement blocks share: signals by number, and storing them in an epoch.
 #pragma once
 
+#include "utils/geometry/constants.h"
 #include "utils/zeltdata/zeltblock.h"
 #include "utils/zeltdata/zeltmeasepoch.h"
 
-// Wavelength in m of a signal number; k is the GLONASS frequency number. A number without a carrier of its own, or a
-// GLONASS signal with k outside -7 to 6, counts as L1.
+// Wavelength in m of a signal number; k is the GLONASS frequency number, of any value. A signal number without a
+// carrier of its own counts as L1.
 double zeltSignalWavelength(int signal, int k);
 
 // The slot (0 to 6) in which a signal is stored, -1 when it has none.
 int zeltSignalSlot(int signal);
 
-// True for the signals whose C/N0 is logged without the usual offset of 10 dB-Hz (GPS P(Y)).
-bool zeltIsLowCn0Signal(int signal);
+// The offset that C/N0 of a signal is logged without, dB-Hz: 0 for GPS P(Y), 10 for all others.
+int zeltCn0Offset(int signal);
+
+// True for a missing value, and for one that is not a number.
+inline bool zeltIsMissing(double value) { return !(value > Qon::Nav::kAvailableAbove); }
 
 // A C/N0 as ZeltMeasSignal::cn0Even wants it.
 uint8_t zeltEvenCn0(float cn0);
@@ -26,5 +30,5 @@ ZeltMeasSignal zeltEmptySignal(int signal);
 // Empties the epoch and fills in what the header of a block says: time stamp, common flags, clock jumps unknown.
 void zeltStartEpoch(Bytes block, uint8_t commonFlags, ZeltMeasEpoch& epoch);
 
-// Stores a signal in the slot of its type and marks it used; false when signal or antenna have no place.
-bool zeltStoreSignal(ZeltMeasSat& satellite, int antenna, const ZeltMeasSignal& signal);
+// Stores a signal in the slot of its type among an antenna's and marks it used; false when it has none.
+bool zeltStoreSignal(std::array<ZeltMeasSignal, kZeltSlots>& slots, const ZeltMeasSignal& signal);
