@@ -2,24 +2,25 @@
 
 #include <gtest/gtest.h>
 
-#include <cmath>
-
 #include "app/helptext.h"
+#include "cggtts/writer.h"
 #include "tests/logbuilder.h"
 
 namespace {
 
-// The first revision-4 ReceiverSetup of a log, with a position on the equator.
-ByteVector setupBlock() {
-    BlockBuilder builder(kZeltReceiverSetup, 4, 0, kTestWeek, 424);
+// The first ReceiverSetup of a log, with a position on the equator, 100 m up.
+ByteVector setupBlock(int revision = 4, double latitude = 0) {
+    BlockBuilder builder(kZeltReceiverSetup, 424, revision);
     builder.text(116, "Lab of the file").text(196, "5.30").text(328, "ZeltRx");
-    return builder.set<double>(368, 0.0).set<double>(376, 0.0).set<float>(384, 100.0F).done();
+    return builder.f64(368, latitude).f32(384, 100).done();
 }
 
-ByteVector measBlock(uint16_t wnc, uint32_t tow) { return BlockBuilder(kZeltMeasEpoch, 1, tow, wnc, 20).done(); }
+ByteVector epochBlock(uint32_t second, int number = kZeltMeasEpoch) {
+    return BlockBuilder(number, 20, 1, second % 604800 * 1000, static_cast<int>(second / 604800)).done();
+}
 
-ByteVector utcBlock(uint16_t wnc, int8_t leapSeconds) {
-    return BlockBuilder(kZeltGpsUtc, 0, 0, wnc, 36).set<int8_t>(33, leapSeconds).done();
+ByteVector utcBlock(int wnc, int leapSeconds, int number = kZeltGpsUtc) {
+    return BlockBuilder(number, 36, 0, 0, wnc).u8(33, leapSeconds).done();
 }
 
 struct CommandLineTest : testing::Test {
@@ -42,53 +43,48 @@ struct CommandLineTest : testing::Test {
     }
     bool parseWithLog(std::vector<std::string> arguments) {
         arguments.insert(arguments.end(), {"-f", log, "-ls18"});
-        return parse(std::move(arguments));
+        return parse(arguments);
     }
 };
 
 TEST_F(CommandLineTest, ValuesGluedOrApart) {
-    ASSERT_TRUE(parseWithLog({"-dl110", "-dl2", "-2.5e1x", "-dcab78.4", "-labidXYZ", "-lab",     "Paris",
-                              "-rxid7", "-C",   "-de5a3",  "-de1",      "4",         "-elm5deg", "-x",
-                              "RE",     "-px",  "1",       "-dl1",      "x",         "-dl1",     "3"}));
-    EXPECT_EQ(config.delayGpsL1, 3);
-    EXPECT_EQ(config.delayGpsL2, -25);
+    ASSERT_TRUE(
+        parseWithLog({"-dl110", "-dl2",  "-2.5e1x", "-dcab78.4", "-labidXYZ", "-lab",  "Paris", "-rxid7", "-C",
+                      "-de5a3", "-de1",  "4",       "-elm5deg",  "-x",        "RE",    "-dl1",  "x",      "-dl1",
+                      "1",      "-dg13", "-dg24",   "-db1",      "5",         "-db2=", "-db26"}));
+    const char* const delays[] = {"= 1.0 ns (GPS P1)   -25.0 ns (GPS P2)", "= 3.0 ns (GLO C1)   4.0 ns (GLO C2)",
+                                  "= 4.0 ns (Galileo E1)   3.0 ns (Galileo E5a)",
+                                  "= 5.0 ns (BeiDou B1)   6.0 ns (BeiDou B2)"};
+    for (size_t c = 0; c < 4; ++c) EXPECT_NE(formatHeader(c, {}, config).find(delays[c]), std::string::npos) << c;
     EXPECT_EQ(config.delayCable, 78.4);
-    EXPECT_EQ(config.delayGalE5a, 3);
-    EXPECT_EQ(config.delayGalE1, 4);
     EXPECT_EQ(config.elevationMask, 5);
     EXPECT_EQ(config.leapSeconds, 18);
     EXPECT_TRUE(config.contiguous);
-    EXPECT_EQ(options.laboratoryCode, "XY");
-    EXPECT_EQ(options.laboratory, "Paris");
-    EXPECT_EQ(options.receiverId, "7_");
-    EXPECT_EQ(options.firmwareVersion, "5.30");
-    EXPECT_EQ(options.productName, "ZeltRx");
-    EXPECT_FALSE(isConstellationEnabled(options, 'R'));
-    EXPECT_TRUE(isConstellationEnabled(options, 'G'));
+    const std::vector<std::string> texts = {options.laboratoryCode,  options.laboratory,  options.receiverId,
+                                            options.firmwareVersion, options.productName, options.excluded};
+    EXPECT_EQ(texts, (std::vector<std::string>{"XY", "Paris", "7_", "5.30", "ZeltRx", "RE"}));
     EXPECT_EQ(errors, "");
 }
 
 TEST_F(CommandLineTest, EachFailurePrintsItsMessage) {
     const std::string unstamped = directory.write("2021", utcBlock(kTestWeek, 18));
-    const struct {
-        std::vector<std::string> arguments;
-        std::string message;
-    } cases[] = {
-        {{}, "!! Argument -f is mandatory.  Use -h option for help.\n"},
+    const auto syntaxError = [](const std::string& option) {
+        return "!! Syntax error in " + option + " argument.  Use -h option for help.\n";
+    };
+    const Rows<std::vector<std::string>, std::string> cases = {
         {{"-f"}, "The Zelt file \"\" could not be opened for reading: No such file or directory\n"},
-        {{"-f", log, "-elm", "abc"}, "!! Syntax error in -elm argument.  Use -h option for help.\n"},
-        {{"-f", log, "-dl1", "3", "-dl1", "x"}, "!! Syntax error in -dl1 argument.  Use -h option for help.\n"},
-        {{"-f", log, "foo", "-ls", "many"}, "!! Syntax error in -ls argument.  Use -h option for help.\n"},
-        {{"-f", log, "-bx"}, "!! Syntax error in -b argument.  Use -h option for help.\n"},
-        {{"-f", log, "-e", "never"}, "!! Syntax error in -e argument.  Use -h option for help.\n"},
+        {{"-f", log, "-elm", "abc"}, syntaxError("-elm")},
+        {{"-f", log, "-dl1", "3", "-dl1", "x"}, syntaxError("-dl1")},
+        {{"-f", log, "foo", "-ls", "many"}, syntaxError("-ls")},
+        {{"-f", log, "-bx"}, syntaxError("-b")},
+        {{"-f", log, "-e", "never"}, syntaxError("-e")},
         {{"-f", log, "foo", "bar"}, "!! Unknown option foo.  Use -h option for help.\n"},
-        {{"-f", log}, "!! Leap second cannot be determined.  Use -ls option to set it manually.\n"},
         {{"-f", unstamped, "-px1"}, "!! Leap second cannot be determined.  Use -ls option to set it manually.\n"},
         {{"-f", unstamped, "-ls18"}, "!! Receiver position unknown.  Use -px, -py and -pz options to set it.\n"},
     };
-    for (const auto& c : cases) {
-        EXPECT_FALSE(parse(c.arguments)) << c.message;
-        EXPECT_EQ(errors, c.message);
+    for (const auto& [arguments, message] : cases) {
+        EXPECT_FALSE(parse(arguments)) << message;
+        EXPECT_EQ(errors, message);
     }
 }
 
@@ -101,8 +97,8 @@ TEST_F(CommandLineTest, HelpAndVersionWinOverEverything) {
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "zelt2cggtts-1.3.3\n");
 }
 
-// The prefix rule only works when no option stands behind one that it begins with, and the help knows every option
-// but the one meant for scripts.
+// The prefix rule only works when no option stands behind one that it begins with. The help knows every option but the
+// one meant for scripts, and of a text the characters kept, though it promises fewer for -x.
 TEST_F(CommandLineTest, TableOrderAndHelpHold) {
     AntennaSettings antenna;
     const std::vector<Option> table = optionTable(config, options, antenna);
@@ -110,72 +106,76 @@ TEST_F(CommandLineTest, TableOrderAndHelpHold) {
     for (size_t i = 0; i < table.size(); ++i) {
         const std::string text = table[i].text;
         for (size_t j = i + 1; j < table.size(); ++j) EXPECT_NE(std::string(table[j].text).find(text), 0U) << text;
-        EXPECT_EQ(help.find("\n  " + text + " ") == std::string::npos, text == "-matlab") << text;
+        const auto* target = std::get_if<TextTarget>(&table[i].target);
+        const bool hasCapacity = target != nullptr && text != "-x";
+        const std::string entry = "\n  " + text + (hasCapacity ? " str" + std::to_string(target->capacity) : "") + " ";
+        EXPECT_EQ(help.find(entry) == std::string::npos, text == "-matlab") << entry;
     }
 }
 
+// Rounded half up: -1000 + 0.5 is cut to -999. A year alone is its month 0, day 0: 30 November before it.
 TEST_F(CommandLineTest, EpochBounds) {
-    constexpr int64_t kJune2019 = 1243382400000;  // 2019-06-01: 14391 days after 1980-01-06
-    const struct {
-        const char* text;
-        int64_t milliseconds;
-    } cases[] = {
-        {"2019-06-01_00:00:00", kJune2019},
-        {"19/06/01 00.00.00", kJune2019},
-        {"119-6-1", kJune2019},
-        {"2019-06-01_23:59:59.9995", kJune2019 + 86399999 + 1},
-        {"2019", kJune2019 - int64_t{183} * 86400000},  // month 0, day 0: 2018-11-30
-        {"1980-01-06", 0},
-        {"1980-01-05_23:59:59", -1000 + 1},  // half up: trunc(-999.5)
-        {"2020-02-30", kJune2019 + int64_t{274} * 86400000},
-        {"2019-06-01_00:00:inf", INT64_MAX},
-        {"2019-06-01_00:00:-1e300", INT64_MIN},
-    };
-    for (const auto& c : cases) {
+    constexpr int64_t kDay = 86400000;
+    constexpr int64_t kJune2019 = 14391 * kDay;  // 2019-06-01, counted from 1980-01-06
+    const Rows<const char*, int64_t> cases = {
+        {"19/06/01 00.00.00", kJune2019},       {"119-6-1", kJune2019},
+        {"2020-02-30", kJune2019 + 274 * kDay}, {"2019-06-01_23:59:59.9995", kJune2019 + kDay},
+        {"2019", kJune2019 - 183 * kDay},       {"1980-01-06", 0},
+        {"1980-01-05_23:59:59", -999},          {"2019-06-01_00:00:inf", INT64_MAX},
+        {"2019-06-01_00:00:-1e300", INT64_MIN}};
+    for (const auto& [text, milliseconds] : cases) {
         int64_t value = 1;
-        EXPECT_TRUE(parseEpochBound(c.text, value)) << c.text;
-        EXPECT_EQ(value, c.milliseconds) << c.text;
+        EXPECT_TRUE(parseEpochBound(text, value)) << text;
+        EXPECT_EQ(value, milliseconds) << text;
     }
     int64_t untouched = 1;
     EXPECT_FALSE(parseEpochBound("x", untouched));
-    EXPECT_TRUE(parseWithLog({"-b", "2019-06-01", "-e2019-06-01_00:00:00"}));
+    EXPECT_TRUE(parseWithLog({"-b", "2019-06-01", "-e2019-06-01_00:00:09.5"}));  // 19 characters count
     EXPECT_EQ(options.firstEpoch, kJune2019);
-    EXPECT_EQ(options.lastEpoch, kJune2019);
+    EXPECT_EQ(options.lastEpoch, kJune2019 + 9000);
     EXPECT_TRUE(parseWithLog({"-b", "", "-e", ""}));
     EXPECT_EQ(options.lastEpoch, 36288000000000);
 }
 
+// Unknown up to the first leap second and from 2020 on.
 TEST_F(CommandLineTest, LeapSecondsOfTheLog) {
     constexpr uint32_t kLeapDay2017 = 1167264017;  // GPS second from which 18 holds
-    const auto epochAt = [](uint32_t t) { return measBlock(static_cast<uint16_t>(t / 604800), t % 604800 * 1000); };
-    const struct {
-        ByteVector log;
-        int32_t expected;
-    } cases[] = {
-        {epochAt(kLeapDay2017 - 1), 17},      {epochAt(kLeapDay2017 + 1), 18},
-        {epochAt(46828800), INT32_MIN},  // not yet after the first
-        {epochAt(1261872000), INT32_MIN},     {utcBlock(kZeltNoWnc, -3), -3},
-        {utcBlock(kTestWeek, 18), INT32_MIN},
-    };
-    for (const auto& c : cases) {
-        ByteVector whole = setupBlock();
-        whole += c.log;
-        const bool known = parse({"-f", directory.write("leap", whole)});
-        EXPECT_EQ(known, c.expected != INT32_MIN);
-        EXPECT_EQ(config.leapSeconds, c.expected);
+    constexpr int kUnknown = INT32_MIN;
+    const Rows<ByteVector, int32_t> cases = {
+        {epochBlock(kLeapDay2017 - 1), 17}, {epochBlock(kLeapDay2017 + 1, kZeltMeas3Ranges), 18},
+        {epochBlock(46828800), kUnknown},   {epochBlock(1261872000), kUnknown},
+        {utcBlock(kZeltNoWnc, -3), -3},     {utcBlock(kZeltNoWnc, 5, kZeltUtc2), 5},
+        {utcBlock(kTestWeek, 18), kUnknown}};
+    for (const auto& [block, expected] : cases) {
+        EXPECT_EQ(parse({"-f", directory.write("leap", joined({setupBlock(), block}))}), expected != kUnknown);
+        EXPECT_EQ(config.leapSeconds, expected);
     }
 }
 
-// Position of the log's setup: on the equator at longitude 0, 100 m up; the phase centres move along the X axis.
+// Position of the log's setup: on the equator at longitude 0; the phase centres move along the X axis.
 TEST_F(CommandLineTest, PhaseCentresFollowTheOffsets) {
-    ASSERT_TRUE(parseWithLog({"-al1", "0.1", "-ag2", "1", "-ab1", "0.01", "-ab2", "0.01"}));
-    const double height[] = {0.1 * 2.5457277801631593, -1.543764495985727, 0.1 * 2.2606043275188257, 0.01};
-    for (size_t i = 0; i < kTrackedConstellations; ++i) {
-        EXPECT_NEAR(config.phaseCentre[i].x, 6378137 + 100 + height[i], 1e-6) << i;
-        EXPECT_NEAR(config.phaseCentre[i].y, 0, 1e-6);
-        EXPECT_NEAR(config.phaseCentre[i].z, 0, 1e-6);
-    }
+    using Qon::Nav::GetLineOfSight;
+    ASSERT_TRUE(parseWithLog({"-al1", "0.1", "-ag1", "0.5", "-ag2", "1", "-ab1", "0.01", "-ab2", "0.01"}));
     EXPECT_EQ(options.laboratory, "Lab of the file");
+    const double height[] = {0.1 * 2.5457277801631593, 0.5 * 2.543764495985727 - 1.543764495985727,
+                             0.1 * 2.2606043275188257, 0.01};
+    for (size_t i = 0; i < kTrackedConstellations; ++i) {
+        EXPECT_LT(GetLineOfSight({6378137 + 100 + height[i], 0, 0}, config.phaseCentre[i]).range, 1e-6) << i;
+    }
+    ASSERT_TRUE(parseWithLog({"-px1e6", "-py-6e6", "-pz2e6"}));  // before the log's
+    EXPECT_LT(GetLineOfSight({1e6, -6e6, 2e6}, config.phaseCentre[0]).range, 1e-3);
+}
+
+// The product name came with revision 3, the position with revision 4; the receiver may not know it.
+TEST_F(CommandLineTest, SetupsOfEveryRevision) {
+    const auto productOf = [&](int revision, double latitude) {
+        const std::string path = directory.write("setup", setupBlock(revision, latitude));
+        return (parse({"-f", path, "-ls18"}) ? "placed " : "") + options.productName;
+    };
+    EXPECT_EQ(productOf(2, 0), "Unknown");
+    EXPECT_EQ(productOf(3, 0), "ZeltRx");
+    EXPECT_EQ(productOf(4, 0), "placed ZeltRx");
+    EXPECT_EQ(productOf(4, -2e10), "ZeltRx");
 }
 
 }  // namespace

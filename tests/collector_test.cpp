@@ -1,71 +1,52 @@
 #include <gtest/gtest.h>
 
+#include <tuple>
+
 #include "tests/logbuilder.h"
 #include "utils/zeltdata/zeltmeas.h"
-#include "utils/zeltdata/zeltread.h"
 
 namespace {
 
 constexpr unsigned kMode = kZeltAllowMeas3 | kZeltAllowMeasEpoch;
 
-ByteVector epochBlock(uint32_t tow, uint8_t svid, uint16_t wnc = kTestWeek) {
-    BlockBuilder b(kZeltMeasEpoch, 1, tow, wnc, 40);
-    b.set<uint8_t>(14, 1).set<uint8_t>(15, 20).set<uint8_t>(20, 1).set<uint8_t>(22, svid).set<uint32_t>(24, 1000);
-    return b.done();
+ByteVector epochBlock(uint32_t tow, int svid) {
+    return BlockBuilder(kZeltMeasEpoch, 40, 1, tow).u8(14, {1, 20}).u8(20, {1, 0, svid}).u32(24, 1000).done();
 }
 
-ByteVector fullRangeBlock(uint32_t tow, double code, uint16_t wnc = kTestWeek) {
-    BlockBuilder b(kZeltMeasFullRange, 0, tow, wnc, 40);
-    return b.set<uint8_t>(14, 1).set<uint8_t>(15, 20).set<uint8_t>(20, 1).set<double>(24, code).done();
+ByteVector fullRangeBlock(uint32_t tow, double code, int wnc = kTestWeek) {
+    return BlockBuilder(kZeltMeasFullRange, 40, 0, tow, wnc).u8(14, {1, 20}).u8(20, 1).f64(24, code).done();
 }
 
-ByteVector otherBlock(uint32_t tow) { return BlockBuilder(4007, 0, tow, kTestWeek, 16).done(); }
+ByteVector otherBlock(uint32_t tow) { return BlockBuilder(4007, 16, 0, tow).done(); }
 
-struct Decoded {
-    uint32_t tow;
-    int svid;
-    double code;
-    bool operator==(const Decoded& o) const = default;
-};
+using Decoded = std::vector<std::tuple<uint32_t, int, double>>;  // TOW, SVID and code of every epoch
 
-struct CollectorTest : testing::Test {
-    TestDirectory directory{"collector"};
-
-    static void note(const ZeltMeasEpoch& epoch, std::vector<Decoded>& decoded) {
+// What comes out of a log: as the driver does it, or, without a file, with nothing to look ahead at.
+Decoded collect(const std::vector<ByteVector>& blocks, bool fromFile = true) {
+    Decoded decoded;
+    ZeltMeasEpoch epoch{};
+    const auto note = [&](bool complete) {
         const ZeltMeasSat& first = epoch.satellites[0];
-        decoded.push_back({epoch.tow, first.svid, first.signals[0][0].pseudorange});
-    }
-
-    // What comes out of a log: as the driver does it, or, without a file, with nothing to look ahead at.
-    std::vector<Decoded> collect(const std::vector<ByteVector>& blocks, bool fromFile = true) {
-        ByteVector log;
-        for (const ByteVector& b : blocks) log += b;
-        ZeltFile file;
-        const std::string path = directory.write("log", log);
-        zeltOpenFile(fromFile ? path.c_str() : nullptr, file);
-        std::vector<Decoded> decoded;
-        ZeltMeasEpoch epoch{};
-        Bytes block;
-        for (size_t i = 0; fromFile ? zeltGetNextBlock(file, block, kZeltAnyBlock, kZeltAnyBlock, 0) == kZeltFound
-                                    : i < blocks.size();
-             ++i) {
-            if (!fromFile) block = viewOf(blocks[i]);
-            if (!zeltHasTimeStamp(block)) continue;
-            if (zeltCollectMeasBlock(file, block, epoch, kMode)) note(epoch, decoded);
+        if (complete) decoded.emplace_back(epoch.tow, first.svid, first.signals[0][0].pseudorange);
+    };
+    const auto visit = [&](ZeltFile& file, Bytes block) {
+        if (zeltHasTimeStamp(block)) note(zeltCollectMeasBlock(file, block, epoch, kMode));
+        if (zeltGetFilePos(file) == static_cast<int64_t>(joined(blocks).size())) {
+            note(zeltDecodePendingEpoch(file, epoch, kMode));
         }
-        if (zeltDecodePendingEpoch(file, epoch, kMode)) note(epoch, decoded);
-        zeltCloseFile(file);
+    };
+    if (fromFile) {
+        forEachBlock(TestDirectory("collector").write("log", joined(blocks)), visit);
         return decoded;
     }
-};
+    ZeltFile none;
+    zeltOpenFile(nullptr, none);
+    for (const ByteVector& block : blocks) visit(none, viewOf(block));
+    return decoded;
+}
 
-TEST_F(CollectorTest, EpochsEndWhereTheyShould) {
-    using Log = std::vector<ByteVector>;
-    const struct {
-        const char* what;
-        Log log;
-        std::vector<Decoded> expected;
-    } cases[] = {
+TEST(Collector, EpochsEndWhereTheyShould) {
+    const Rows<const char*, std::vector<ByteVector>, Decoded> cases = {
         {"refinement before and after",
          {fullRangeBlock(1, 7), epochBlock(1, 5), epochBlock(2, 6), fullRangeBlock(2, 9)},
          {{1, 5, 7}, {2, 6, 9}}},
@@ -78,25 +59,32 @@ TEST_F(CollectorTest, EpochsEndWhereTheyShould) {
         {"an unusable block does not cost the epoch before or after it",
          {epochBlock(1, 5), fullRangeBlock(1, 7, kZeltNoWnc), epochBlock(2, 6), otherBlock(2)},
          {{1, 5, 1}, {2, 6, 1}}},
+        {"an epoch that was complete takes no later block",
+         {epochBlock(1, 5), fullRangeBlock(1, 7, kZeltNoWnc), epochBlock(2, 6), fullRangeBlock(3, 8, kZeltNoWnc),
+          fullRangeBlock(2, 9), epochBlock(4, 7)},
+         {{1, 5, 1}, {2, 6, 1}, {4, 7, 1}}},
         {"nor at the end", {epochBlock(1, 5), fullRangeBlock(1, 7, kZeltNoWnc)}, {{1, 5, 1}}},
     };
-    for (const auto& c : cases) EXPECT_EQ(collect(c.log), c.expected) << c.what;
+    for (const auto& [what, log, expected] : cases) EXPECT_EQ(collect(log), expected) << what;
 }
 
-TEST_F(CollectorTest, WithoutAFileTheKindsOfTheEpochBeforeTell) {
-    const std::vector<Decoded> decoded = collect({epochBlock(1, 5), fullRangeBlock(1, 7), epochBlock(2, 6),
-                                                  fullRangeBlock(2, 8), epochBlock(3, 7), otherBlock(3)},
-                                                 false);
-    EXPECT_EQ(decoded, (std::vector<Decoded>{{1, 5, 7}, {2, 6, 8}, {3, 7, 1}}));
+TEST(Collector, WithoutAFileTheKindsOfTheEpochBeforeTell) {
+    std::vector<ByteVector> log = {epochBlock(1, 5), fullRangeBlock(1, 7), epochBlock(2, 6), fullRangeBlock(2, 8)};
+    Decoded expected = {{1, 5, 7}, {2, 6, 8}};
+    EXPECT_EQ(collect(log, false), expected);
+    log.insert(log.end(), {epochBlock(3, 7), otherBlock(3)});
+    expected.emplace_back(3, 7, 1);
+    EXPECT_EQ(collect(log, false), expected);
 }
 
 TEST(MeasBlocks, NumbersAndAntennas) {
-    for (const int number : {4000, 4027, 4098, 4109, 4110, 4111, 4112, 4113, 5944}) {
-        const auto block = BlockBuilder(static_cast<uint16_t>(number), 3, 0, 0, 20).set<uint8_t>(14, 0xFA).done();
+    const int cases[][2] = {{4000, 0}, {4027, 0}, {4098, 0}, {4109, 1}, {4110, 2},
+                            {4111, 2}, {4112, 2}, {4113, 2}, {5944, 0}};
+    for (const auto& [number, antenna] : cases) {
+        const auto block = BlockBuilder(number, 20, 3).u8(14, 0xFA).u8(18, 0x79).done();
         EXPECT_TRUE(zeltIsMeasBlock(viewOf(block))) << number;
-        EXPECT_EQ(zeltMeasAntennaIndex(viewOf(block)), number >= 4110 && number <= 4113 ? 2 : 0) << number;
+        EXPECT_EQ(zeltMeasAntennaIndex(viewOf(block)), antenna) << number;
     }
-    EXPECT_EQ(zeltMeasAntennaIndex(viewOf(BlockBuilder(4109, 0, 0, 0, 20).set<uint8_t>(18, 0x79).done())), 1);
     EXPECT_FALSE(zeltIsMeasBlock(viewOf(otherBlock(0))));
 }
 

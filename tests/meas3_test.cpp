@@ -2,10 +2,12 @@
 
 #include <gtest/gtest.h>
 
+#include <map>
+#include <sstream>
+
 #include "tests/logbuilder.h"
 #include "utils/geometry/constants.h"
 #include "utils/zeltdata/bitcursor.h"
-#include "utils/zeltdata/zeltread.h"
 #include "utils/zeltdata/zeltsignal.h"
 
 using namespace Qon::Nav;
@@ -16,387 +18,280 @@ constexpr double kL1 = 299792458.0 / 1575.42e6;  // wavelengths, m
 constexpr double kL2 = 299792458.0 / 1227.60e6;
 constexpr uint32_t kReferenceTow = 120000;
 constexpr uint32_t kDeltaTow = kReferenceTow + 30000;
-constexpr uint8_t kMinuteInterval = 8 << 4;  // Misc: reference every 60 s
-constexpr uint8_t kRate = 0x08;
+constexpr int kMisc = 8 << 4 | 0x08;  // reference every 60 s, masters with a rate
 
-struct BitValue {
-    unsigned first, width;
-    uint64_t value;
-};
-
-// A record of packed fields.
-ByteVector packed(size_t size, const std::vector<BitValue>& fields) {
-    ByteVector bytes(size);
-    for (const BitValue& f : fields) {
-        for (unsigned i = 0; i < f.width; ++i) {
-            if ((f.value >> i & 1) != 0) bytes[(f.first + i) / 8] |= static_cast<uint8_t>(1U << (f.first + i) % 8);
+// The bytes of packed fields, "width:value ..." from bit 0 on.
+ByteVector packed(const std::string& fields) {
+    ByteVector bytes;
+    std::istringstream in(fields);
+    unsigned width = 0;
+    char colon = 0;
+    int64_t value = 0;
+    for (unsigned bit = 0; in >> width >> colon >> value;) {
+        for (unsigned i = 0; i < width; ++i, ++bit) {
+            if (bit % 8 == 0) bytes.push_back(0);
+            bytes.back() |= static_cast<uint8_t>((value >> i & 1) << bit % 8);
         }
     }
     return bytes;
 }
 
-ByteVector joined(const std::vector<ByteVector>& parts) {
-    ByteVector all;
-    for (const ByteVector& part : parts) all += part;
-    return all;
+ByteVector block(int number, uint32_t tow, const std::string& body) {
+    BlockBuilder b(number, 14, 0, tow);
+    b.bytes += packed(body);
+    return b.done();
 }
 
 // A Meas3Ranges block of the constellations in `mask`; `data` is their headers and records.
-ByteVector rangesBlock(uint32_t tow, uint8_t misc, uint16_t mask, const ByteVector& data) {
-    BlockBuilder b(kZeltMeas3Ranges, 0, tow, kTestWeek, 20);
-    b.set<int8_t>(15, -2).set<uint16_t>(16, mask).set<uint8_t>(18, misc);
-    b.bytes += data;
-    return b.done();
+ByteVector rangesBlock(uint32_t tow, int mask, const std::string& data, int misc = kMisc) {
+    const std::string head = "8:0 8:-2 16:" + std::to_string(mask) + " 8:" + std::to_string(misc) + " 8:0 ";
+    return block(kZeltMeas3Ranges, tow, head + data);
 }
 
-ByteVector companion(uint16_t number, const ByteVector& data) {
-    BlockBuilder b(number, 0, kReferenceTow, kTestWeek, 16);
-    b.bytes += data;
-    return b.done();
-}
+const std::string kGps = "8:1 8:16 ";  // header: one mask byte, satellite 5, short masters for signal index 0
 
-const ByteVector kOneGps{0x01, 0x10};  // header: one mask byte, satellite 5, short records for signal index 0
-
-// Master records. Short: code 19e6 + 3e6 m, carrier in the middle of its field, 44 dB-Hz.
-ByteVector shortMaster(uint64_t slaves = 0, uint64_t carrier = 131072, int16_t rate = 0) {
-    ByteVector record =
-        packed(8, {{0, 1, 1}, {1, 18, carrier}, {20, 3, 3}, {23, 5, 20}, {28, 4, slaves}, {32, 32, 3000000000}});
-    return record += packed(2, {{0, 16, static_cast<uint16_t>(rate)}});
+// A short master: code base + 3e6 m, 44 dB-Hz; its carrier is that code's when the field is in its middle.
+std::string master(int slaves = 0, int carrier = 131072, int rate = 0) {
+    return "1:1 18:" + std::to_string(carrier) + " 1:0 3:3 5:20 4:" + std::to_string(slaves) +
+           " 32:3000000000 16:" + std::to_string(rate) + " ";
 }
-constexpr double kShortCode = 22e6;
+const std::string kMaster = master();
+constexpr double kCode = 22e6;
+
+// A short slave of 33 dB-Hz, 12.345 - 10 m from its master.
+const std::string kSlave = "1:1 16:32768 15:12345 3:2 5:9 ";
+const std::string kDelta = "2:2 2:1 14:8192 14:8192 ";  // a master that nothing changed for
 
 struct Meas3Test : testing::Test {
     Meas3References references;
     ZeltMeasEpoch epoch{};
 
-    bool decode(const ByteVector& ranges, const Meas3Blocks& companions = {}) {
-        Meas3Blocks blocks = companions;
-        blocks.ranges = viewOf(ranges);
-        return zeltDecodeMeas3({blocks, Meas3Blocks{}}, references, epoch);
+    bool decode(const ByteVector& ranges) {
+        return zeltDecodeMeas3({{{viewOf(ranges), {}, {}, {}, {}}, {}}}, references, epoch);
     }
-    bool decodeGps(uint32_t tow, const ByteVector& records, uint8_t misc = kMinuteInterval | kRate) {
-        return decode(rangesBlock(tow, misc, 1, joined({kOneGps, records})));
+    bool collect(const std::vector<Bytes>& blocks) {
+        ZeltFile none;
+        for (const Bytes logged : blocks) zeltCollectMeasBlock(none, logged, epoch, kZeltAllowMeas3);
+        return zeltDecodePendingEpoch(none, epoch, kZeltAllowMeas3);
     }
-    const ZeltMeasSignal& signal(size_t slot, size_t satellite = 0) {
-        return epoch.satellites[satellite].signals[0][slot];
+    bool decodeGps(uint32_t tow, const std::string& records) { return decode(rangesBlock(tow, 1, kGps + records)); }
+    const ZeltMeasSignal& signal(int number, size_t satellite = 0) {
+        return epoch.satellites[satellite].signals[0][static_cast<size_t>(zeltSignalSlot(number))];
     }
 };
 
-TEST_F(Meas3Test, ShortMaster) {
+TEST_F(Meas3Test, RecordsOfEveryForm) {
+    constexpr double kNone = kNotAvailable;
+    constexpr double kRate = 0.064 * 30;  // m, by a rate of 1 in 30 s
+    const std::string pair = master(1) + "1:1 16:32768 15:10000 3:1 5:9 ";
+    // Between the epochs the master's code grows by 0.19 m and its carrier by as much.
+    const std::string grown = "2:2 2:1 14:8382 14:8192 ";
     const struct {
-        uint64_t msb, lsb, carrier, lock, cn0;
-        double code, carrierMinusCode;
-        uint32_t lockTime;
+        std::string reference, records;  // without records: those of the reference are looked at
+        int signal;                      // what is to come out for it
+        double code, carrier;            // carrier: cycles beyond code / wavelength
+        float cn0;
+        uint32_t lock;
     } cases[] = {
-        {0, 0, 1, 7, 0, 19e6, -131.071, 1000},
-        {1, 0, 131072, 1, 31, 19e6 + 4294967.296, 0, 60000},
-        {1, 0xFFFFFFFF, 262143, 0, 16, 19e6 + 8589934.591, 131.071, 0},
-        {0, 1, 0, 6, 1, 19e6 + 0.001, kNotAvailable, 2000},
+        // Short masters: carrier, code in two pieces, lock, C/N0, slaves.
+        {"1:1 18:1 1:0 3:7 5:0 4:0 32:0 16:0", "", 0, 19e6, -131.071, 24, 1000},
+        {"1:1 18:131072 1:1 3:1 5:31 4:0 32:0 16:0", "", 0, 19e6 + 4294967.296, 0, 55, 60000},
+        {"1:1 18:262143 1:1 3:0 5:16 4:0 32:4294967295 16:0", "", 0, 19e6 + 8589934.591, 131.071, 40, 0},
+        {"1:1 18:0 1:0 3:6 5:1 4:0 32:1 16:0", "", 0, 19e6 + 0.001, kNone, 25, 2000},
+        // Long masters: code in two pieces, carrier, lock; C/N0, signals, extension.
+        {"2:0 4:15 22:4194303 4:9 32:4294967295 6:63 9:1 1:0 16:0", "", 0, 68719476.735, 2097.151, 73, 200},
+        {"2:0 4:5 22:2097152 4:15 32:1000 6:1 9:8 1:0 16:0", "", 1, 21474837.480, 0, 1, 0},  // P(Y): no offset
+        {"2:0 4:5 22:0 4:10 32:0 6:45 9:2 1:1 8:0 16:0", "", 3, 21474836.480, kNone, 55, 100},
+        // Delta masters and small delta masters, the last of a reference without a carrier.
+        {kMaster, "4:14 17:65536 3:4 16:32768", 0, kCode, 0, 44, 15000},
+        {master(0, 131072, -1000), "4:14 17:0 3:0 16:1", 0, kCode - 1000 * kRate - 65.536, -32.767, 40, 15000},
+        {master(0, 131072, 32767), "4:14 17:131071 3:7 16:65535", 0, kCode + 32767 * kRate + 65.535, 32.767, 47, 15000},
+        {kMaster, "4:14 17:65537 3:4 16:0", 0, kCode + 0.001, kNone, 44, 15000},
+        {master(0, 131072, 1), "2:2 2:0 14:0 14:1", 0, kCode + kRate - 8.192, -8.191, 43, 15000},
+        {master(0, 131072, -32768), "2:2 2:2 14:16383 14:16383", 0, kCode - 32768 * kRate + 8.191, 8.191, 45, 15000},
+        {master(0, 0), kDelta, 0, kCode, kNone, 44, 15000},
+        // Short slaves: longer waves than the master's bring a longer code; P(Y) counts C/N0 from the master's.
+        {master(1, 131572) + kSlave, "", 3, kCode + 2.345, 0.5 * kL2 / kL1, 33, 30000},
+        {master(4) + "1:1 16:0 15:345 3:0 5:9", "", 1, kCode - 0.345 + 10, kNone, 44 - 3 - 9, 0},
+        // A long slave behind a short one.
+        {master(5) + kSlave + "2:0 22:2097155 4:13 3:7 1:0 16:65535 6:50 2:0", "", 1, kCode + 262.143, 0.003, 50, 20},
+        // Delta slaves, the code relative to the carrier's way.
+        {pair, grown + "2:2 12:2048 2:2 8:128", 3, kCode + 0.19, 0, 33, 60000},
+        {pair, grown + "2:2 12:0 2:0 8:0", 3, kCode + 0.19 - 2.048 - 0.128 * kL2, 2.048 / kL2, 31, 60000},
+        {pair, grown + "2:2 12:4095 2:3 8:255", 3, kCode + 0.19 + 2.047 + 0.127 * kL2, -2.047 / kL2, 34, 60000},
     };
     for (const auto& c : cases) {
-        ASSERT_TRUE(decodeGps(
-            kReferenceTow,
-            packed(10,
-                   {{0, 1, 1}, {1, 18, c.carrier}, {19, 1, c.msb}, {20, 3, c.lock}, {23, 5, c.cn0}, {32, 32, c.lsb}})));
+        SCOPED_TRACE(c.reference + '|' + c.records);
+        ASSERT_TRUE(decodeGps(kReferenceTow, c.reference));
+        ASSERT_TRUE(c.records.empty() || decodeGps(kDeltaTow, c.records));
         ASSERT_EQ(epoch.satelliteCount, 1);
         EXPECT_EQ(epoch.satellites[0].svid, 5);
         EXPECT_EQ(epoch.clockJumps, -2);
-        EXPECT_NEAR(signal(0).pseudorange, c.code, 1e-7);
-        const double carrier = c.carrier == 0 ? kNotAvailable : c.code / kL1 + c.carrierMinusCode;
-        EXPECT_NEAR(signal(0).carrierPhase, carrier, 1e-6);
-        EXPECT_EQ(signal(0).cn0, 24 + static_cast<float>(c.cn0));
-        EXPECT_EQ(signal(0).lockTime, c.lockTime);
-        EXPECT_EQ(signal(0).flags, kZeltSlotUsed | (c.lock == 0 ? kZeltHalfCycle : 0));
-        EXPECT_EQ(signal(0).doppler, kNotAvailableF);
-    }
-}
-
-TEST_F(Meas3Test, LongMaster) {
-    const struct {
-        uint64_t msb, lsb, carrier, cn0, mask;
-        int extension;  // -1: no such byte
-        int signal;     // that it must come out as
-        double code, carrierMinusCode;
-        float cn0Expected;
-    } cases[] = {
-        {15, 0xFFFFFFFF, 4194303, 63, 0x01, -1, 0, 68719476.735, 2097.151, 73},
-        {5, 1000, 2097152, 0, 0x08, -1, 1, 21474837.480, 0, 0},  // P(Y): no offset
-        {5, 0, 1, 30, 0x00, 0x40, -1, 0, 0, 0},                  // index 15: no signal of GPS
-        {5, 0, 0, 45, 0x02, 0x00, 3, 21474836.480, kNotAvailable, 55},
-    };
-    for (const auto& c : cases) {
-        ByteVector record = packed(10, {{2, 4, c.msb},
-                                        {6, 22, c.carrier},
-                                        {28, 4, 9},
-                                        {32, 32, c.lsb},
-                                        {64, 6, c.cn0},
-                                        {70, 9, c.mask},
-                                        {79, 1, c.extension >= 0 ? 1U : 0U}});
-        if (c.extension >= 0) record += ByteVector{static_cast<uint8_t>(c.extension)};
-        ASSERT_TRUE(decodeGps(kReferenceTow, record += ByteVector{0, 0}));
-        ASSERT_EQ(epoch.satelliteCount, c.signal >= 0 ? 1 : 0);
-        if (c.signal < 0) continue;
-        const ZeltMeasSignal& s = signal(static_cast<size_t>(zeltSignalSlot(c.signal)));
+        const ZeltMeasSignal& s = signal(c.signal);
         EXPECT_EQ(s.signalType, c.signal);
-        EXPECT_NEAR(s.pseudorange, c.code, 1e-7);
-        const double wavelength = zeltSignalWavelength(c.signal, 0);
-        EXPECT_NEAR(s.carrierPhase, c.carrier == 0 ? kNotAvailable : c.code / wavelength + c.carrierMinusCode, 1e-6);
-        EXPECT_EQ(s.cn0, c.cn0Expected);
-        EXPECT_EQ(s.lockTime, 200U);
+        EXPECT_NEAR(s.pseudorange, c.code, 1e-6);
+        const double wavelength = c.signal == 3 ? kL2 : kL1;
+        EXPECT_NEAR(s.carrierPhase, c.carrier == kNone ? kNone : c.code / wavelength + c.carrier, 1e-5);
+        EXPECT_EQ(s.cn0, c.cn0);
+        EXPECT_EQ(s.lockTime, c.lock);
+        const bool halfCycle = c.lock == 0 && c.reference[0] == '1';  // lock index 0, not 15
+        EXPECT_EQ(s.flags, kZeltSlotUsed | (halfCycle ? kZeltHalfCycle : 0));
+        EXPECT_EQ(s.doppler, kNotAvailableF);
     }
-    EXPECT_FALSE(decodeGps(kReferenceTow, packed(12, {{2, 4, 5}})));  // an empty mask is corrupt
-    EXPECT_EQ(epoch.satelliteCount, 0);
-}
-
-TEST_F(Meas3Test, DeltaMasters) {
-    const struct {
-        bool small;
-        uint64_t code, carrier, cn0;
-        int16_t rate;
-        double change;         // m, of the code
-        double carrierOffset;  // cycles beside the code's change
-        float cn0Expected;
-    } cases[] = {
-        {false, 65536, 32768, 4, 0, 0, 0, 44},
-        {false, 0, 1, 0, -1000, -1920 - 65.536, -32.767, 40},  // 64 mm/s * 1000 * 30 s
-        {false, 131071, 65535, 7, 32767, 62912.64 + 65.535, 32.767, 47},
-        {false, 65537, 0, 4, 0, 0.001, kNotAvailable, 44},
-        {true, 8192, 8192, 1, 0, 0, 0, 44},
-        {true, 0, 1, 0, 1, 1.92 - 8.192, -8.191, 43},
-        {true, 16383, 16383, 2, -32768, -62914.56 + 8.191, 8.191, 45},
-        {true, 8192, 0, 2, 0, 0, kNotAvailable, 45},
-    };
-    for (const auto& c : cases) {
-        ASSERT_TRUE(decodeGps(kReferenceTow, shortMaster(0, 131072, c.rate)));
-        const ByteVector delta = c.small
-                                     ? packed(4, {{0, 2, 2}, {2, 2, c.cn0}, {4, 14, c.code}, {18, 14, c.carrier}})
-                                     : packed(5, {{0, 4, 14}, {4, 17, c.code}, {21, 3, c.cn0}, {24, 16, c.carrier}});
-        ASSERT_TRUE(decodeGps(kDeltaTow, delta));
-        ASSERT_EQ(epoch.satelliteCount, 1);
-        EXPECT_NEAR(signal(0).pseudorange, kShortCode + c.change, 1e-7);
-        EXPECT_NEAR(signal(0).carrierPhase,
-                    c.carrier == 0 ? kNotAvailable : (kShortCode + c.change) / kL1 + c.carrierOffset, 1e-6);
-        EXPECT_EQ(signal(0).cn0, c.cn0Expected);
-        EXPECT_EQ(signal(0).lockTime, 15000U);
-    }
-    // Relative to a carrier that is missing, a carrier is missing.
-    ASSERT_TRUE(decodeGps(kReferenceTow, shortMaster(0, 0)));
-    ASSERT_TRUE(decodeGps(kDeltaTow, packed(4, {{0, 2, 2}, {4, 14, 8192}, {18, 14, 8192}})));
-    EXPECT_EQ(signal(0).pseudorange, kShortCode);
-    EXPECT_EQ(signal(0).carrierPhase, kNotAvailable);
-}
-
-// Slaves of a short master: index 1 is L2C (longer waves), the Galileo master E5a has E5b (shorter) behind it.
-TEST_F(Meas3Test, ShortAndLongSlaves) {
-    ASSERT_TRUE(
-        decodeGps(kReferenceTow,
-                  joined({shortMaster(0b0101, 131072 + 500),
-                          packed(5, {{0, 1, 1}, {1, 16, 32768 - 7}, {17, 15, 12345}, {32, 3, 2}, {35, 5, 9}}),
-                          packed(7, {{2, 22, 2097152 + 3}, {24, 4, 13}, {28, 3, 7}, {32, 16, 65535}, {48, 6, 50}})})));
-    const double l2c = kShortCode + 12.345 - 10;
-    EXPECT_NEAR(signal(3).pseudorange, l2c, 1e-7);
-    EXPECT_NEAR(signal(3).carrierPhase, 0.5 * kL2 / kL1 + l2c / kL2 - 0.007, 1e-6);
-    EXPECT_EQ(signal(3).cn0, 33);
-    EXPECT_EQ(signal(3).lockTime, 30000U);
-    const double l1p = kShortCode + 262.143;
-    EXPECT_NEAR(signal(1).pseudorange, l1p, 1e-7);
-    EXPECT_NEAR(signal(1).carrierPhase, l1p / kL1 + 0.003, 1e-6);
-    EXPECT_EQ(signal(1).cn0, 50);
-    EXPECT_EQ(signal(1).lockTime, 20U);
-
-    // P(Y) as a short slave: 3 dB and the value below the master.
-    ASSERT_TRUE(decodeGps(kReferenceTow, joined({shortMaster(0b0100), packed(5, {{0, 1, 1}, {35, 5, 9}})})));
-    EXPECT_EQ(signal(1).cn0, 44 - 3 - 9);
-    EXPECT_EQ(signal(1).carrierPhase, kNotAvailable);
-    EXPECT_NEAR(signal(1).pseudorange, kShortCode + 10, 1e-7);  // not longer than the master's wave
-
-    ASSERT_TRUE(
-        decode(rangesBlock(kReferenceTow, kMinuteInterval | kRate, 4,
-                           joined({{0x01 | 1 << 3, 0x01}, shortMaster(1), packed(5, {{0, 1, 1}, {17, 15, 12345}})}))));
-    EXPECT_EQ(epoch.satellites[0].svid, 71);
-    EXPECT_EQ(signal(5).signalType, 21);
-    EXPECT_NEAR(signal(5).pseudorange, 25e6 - 12.345 + 10, 1e-7);
-}
-
-TEST_F(Meas3Test, DeltaSlaves) {
-    const auto reference = [&](uint64_t masterCarrier, uint64_t slaveCarrier) {
-        return joined({shortMaster(1, masterCarrier),
-                       packed(5, {{0, 1, 1}, {1, 16, slaveCarrier}, {17, 15, 10000}, {32, 3, 1}, {35, 5, 9}})});
-    };
-    const struct {
-        uint64_t code, carrier, cn0;
-        double codeOffset, carrierOffset;
-        float cn0Expected;
-    } cases[] = {
-        {2048, 128, 2, 0, 0, 33},
-        {0, 0, 0, -2.048, -0.128, 31},
-        {4095, 255, 3, 2.047, 0.127, 34},
-    };
-    for (const auto& c : cases) {
-        ASSERT_TRUE(decodeGps(kReferenceTow, reference(131072, 32768)));
-        ASSERT_TRUE(decodeGps(kDeltaTow,
-                              joined({packed(4, {{0, 2, 2}, {2, 2, 1}, {4, 14, 8192 + 190}, {18, 14, 8192}}),
-                                      packed(3, {{0, 2, 2}, {2, 12, c.code}, {14, 2, c.cn0}, {16, 8, c.carrier}})})));
-        // The master's code grew by 0.19 m and its carrier by as much: 0.19 / kL1 cycles.
-        const double carrier = 0.19 / kL1 * kL1 / kL2 + c.carrierOffset;
-        EXPECT_NEAR(signal(3).carrierPhase, kShortCode / kL2 + carrier, 1e-6);
-        EXPECT_NEAR(signal(3).pseudorange, kShortCode + carrier * kL2 + c.codeOffset, 1e-6);
-        EXPECT_EQ(signal(3).cn0, c.cn0Expected);
-        EXPECT_EQ(signal(3).lockTime, 60000U);
-    }
-    const ByteVector delta = joined({packed(4, {{0, 2, 2}, {4, 14, 8192}, {18, 14, 8192}}), packed(3, {{0, 2, 2}})});
-    for (const auto& missing : {reference(0, 32768), reference(131072, 0)}) {
-        ASSERT_TRUE(decodeGps(kReferenceTow, missing));
-        ASSERT_TRUE(decodeGps(kDeltaTow, delta));
+    // A delta slave needs three carriers: its own and its master's at the reference epoch, and its master's now.
+    const std::string lacking[][2] = {{master(1, 0) + kSlave, master(1)},
+                                      {master(1) + "1:1 16:0 15:10000 3:1 5:9 ", kDelta},
+                                      {pair, "2:2 2:1 14:8192 14:0 "}};
+    for (const auto& [reference, now] : lacking) {
+        ASSERT_TRUE(decodeGps(kReferenceTow, reference));
+        ASSERT_TRUE(decodeGps(kDeltaTow, now + "2:2 12:2048 2:2 8:128"));
         EXPECT_NE(signal(0).flags, 0);
-        EXPECT_EQ(signal(3).flags, 0);  // a carrier that it needs is missing
+        EXPECT_EQ(signal(3).flags, 0);
     }
+    // Index 15 is no signal of GPS; a mask without a signal is corrupt.
+    EXPECT_TRUE(decodeGps(kReferenceTow, "2:0 4:5 22:1 4:9 32:0 6:30 9:0 1:1 8:64 16:0"));
+    EXPECT_EQ(epoch.satelliteCount, 0);
+    EXPECT_FALSE(decodeGps(kReferenceTow, "2:0 4:5 22:1 4:9 32:0 6:30 9:0 1:0 16:0"));
 }
 
 TEST_F(Meas3Test, ReferencesAreNeeded) {
-    const ByteVector delta = packed(4, {{0, 2, 2}, {4, 14, 8192}, {18, 14, 8192}});
-    EXPECT_TRUE(decodeGps(kDeltaTow, delta));  // none seen
-    EXPECT_EQ(epoch.satelliteCount, 0);
-    EXPECT_EQ(epoch.wnc, kTestWeek);
-    ASSERT_TRUE(decodeGps(kReferenceTow, shortMaster()));
-    EXPECT_TRUE(decodeGps(kDeltaTow + 60000, delta));  // the next one's was not seen
-    EXPECT_EQ(epoch.satelliteCount, 0);
+    const auto satellites = [&](uint32_t tow, int mask, const std::string& data) {
+        return decode(rangesBlock(tow, mask, data)) ? epoch.satelliteCount : -1;
+    };
+    EXPECT_EQ(satellites(kDeltaTow, 1, kGps + kDelta), 0);  // none seen
+    EXPECT_EQ(epoch.wnc, uint32_t{kTestWeek});
+    EXPECT_EQ(satellites(kReferenceTow, 1, kGps + kMaster), 1);
+    EXPECT_EQ(satellites(kDeltaTow + 60000, 1, kGps + kDelta), 0);  // the next one's was not seen
     // A satellite that the reference does not hold: nothing of it, and the next one is still read right.
-    const ByteVector two{0x01, 0x30};
-    ASSERT_TRUE(decode(rangesBlock(kDeltaTow, kMinuteInterval | kRate, 1, joined({two, delta, delta}))));
-    ASSERT_EQ(epoch.satelliteCount, 1);
+    EXPECT_EQ(satellites(kDeltaTow, 1, "8:1 8:48 " + kDelta + kDelta), 1);
     EXPECT_EQ(epoch.satellites[0].svid, 5);
     // The header of the reference is used where it is not repeated.
-    ASSERT_TRUE(decode(rangesBlock(kDeltaTow, kMinuteInterval | kRate, 1, joined({{0}, delta}))));
-    EXPECT_EQ(epoch.satelliteCount, 1);
-    ASSERT_TRUE(decode(rangesBlock(kDeltaTow, kMinuteInterval | kRate, 5, joined({{0}, delta, {0}}))));
-    EXPECT_EQ(epoch.satelliteCount, 1);
-    // A corrupt reference epoch is no reference.
-    EXPECT_FALSE(decodeGps(kReferenceTow, packed(12, {})));
-    EXPECT_TRUE(decodeGps(kDeltaTow, delta));
-    EXPECT_EQ(epoch.satelliteCount, 0);
+    EXPECT_EQ(satellites(kDeltaTow, 1, "8:0 " + kDelta), 1);
+    EXPECT_EQ(satellites(kDeltaTow, 5, "8:0 " + kDelta + "8:0"), 1);
+    // A new reference forgets the one before, slaves included, and a corrupt one is none.
+    EXPECT_EQ(satellites(kReferenceTow, 1, kGps + master(1) + kSlave), 1);
+    EXPECT_EQ(satellites(kReferenceTow + 60000, 1, "8:1 8:32 " + kMaster), 1);
+    EXPECT_EQ(satellites(kDeltaTow + 60000, 1, "8:1 8:48 " + kDelta + kDelta), 1);
+    EXPECT_EQ(epoch.satellites[0].svid, 6);
+    EXPECT_EQ(satellites(kReferenceTow, 1, "8:1 8:48 " + kMaster), -1);
+    EXPECT_EQ(satellites(kDeltaTow, 1, kGps + kDelta), 0);
 }
 
 TEST_F(Meas3Test, IntervalsByCode) {
     constexpr uint32_t kExpected[] = {1, 500, 1000, 2000, 5000, 10000, 15000, 30000, 60000, 120000, 1, 1, 1, 1, 1, 1};
     for (uint32_t code = 0; code < 16; ++code) {
-        const auto misc = static_cast<uint8_t>(code << 4 | kRate);
-        ASSERT_TRUE(decodeGps(kReferenceTow, shortMaster(), misc));
         for (const uint32_t step : {kExpected[code] - 1, kExpected[code], kExpected[code] + 1}) {
-            if (step == 0) continue;
-            references[0].constellations[0].headerSize = 1;  // cleared by a reference epoch
-            ASSERT_TRUE(decode(rangesBlock(kReferenceTow + step, misc, 0, {})));
-            EXPECT_EQ(references[0].tow == kReferenceTow + step, step % kExpected[code] == 0) << code << ' ' << step;
-            references[0].tow = kReferenceTow;
+            ASSERT_TRUE(decodeGps(kReferenceTow, kMaster));
+            ASSERT_TRUE(decode(rangesBlock(kReferenceTow + step, 0, "", static_cast<int>(code << 4))));
+            const bool isReference = references[0].tow == kReferenceTow + step;
+            EXPECT_EQ(isReference, step % kExpected[code] == 0) << code << ' ' << step;
         }
     }
 }
 
+// The short master's signal index tells the signal: five or six per constellation, as the format lists them. `rest` is
+// what the header has behind its mask.
+TEST_F(Meas3Test, SignalsOfEveryConstellation) {
+    const Rows<int, double, const char*, const char*> rows = {{1, 22e6, "", "0 3 4 1 2 5"},
+                                                              {38, 22e6, "8:8 ", "8 11 9 10 12"},
+                                                              {71, 25e6, "", "17 20 21 19 22"},
+                                                              {161, 23e6, "16:0 ", "28 29 30 13 14"},
+                                                              {120, 37e6, "", "24 25"},
+                                                              {201, 37e6, "", "6 7 26 27 32 33"},
+                                                              {211, 37e6, "", "15"}};
+    int mask = 1;
+    for (const auto& [svid, code, rest, numbers] : rows) {
+        std::istringstream signals(numbers);
+        for (int i = 0, number = 0; i < 9; ++i) {
+            const std::string header = "3:1 4:" + std::to_string(i) + " 1:0 8:1 " + rest;
+            ASSERT_TRUE(decode(rangesBlock(kReferenceTow, mask, header + kMaster)));
+            const bool known = static_cast<bool>(signals >> number);
+            ASSERT_EQ(epoch.satelliteCount, known ? 1 : 0) << svid << ' ' << i;
+            if (!known) continue;
+            EXPECT_EQ(epoch.satellites[0].svid, svid);
+            EXPECT_EQ(signal(number).signalType, number);
+            EXPECT_NEAR(signal(number).pseudorange, code, 1e-7);
+        }
+        mask <<= 1;
+    }
+}
+
 TEST_F(Meas3Test, HeadersByConstellation) {
-    // GLONASS: nibbles 0 and 15 drop the satellite, not its neighbours; the frequency number sets the wavelength.
-    const ByteVector glonass{0x01, 0b1111, 0xE0, 0x1F};  // frequency fields 0, 14, 15, 1
-    ASSERT_TRUE(decode(rangesBlock(kReferenceTow, kMinuteInterval | kRate, 2,
-                                   joined({glonass, shortMaster(), shortMaster(), shortMaster(), shortMaster()}))));
+    const auto decodeAs = [&](int mask, const std::string& data) {
+        return decode(rangesBlock(kReferenceTow, mask, data));
+    };
+    // GLONASS: frequency fields 0, 14, 15, 1. 0 and 15 drop the satellite, not its neighbours; 1 is 1598.0625 MHz.
+    ASSERT_TRUE(decodeAs(2, "8:1 8:15 4:0 4:14 4:15 4:1 " + kMaster + kMaster + kMaster + kMaster));
     ASSERT_EQ(epoch.satelliteCount, 2);
     EXPECT_EQ(epoch.satellites[0].svid, 39);
     EXPECT_EQ(epoch.satellites[0].glonassChannel, 14);
     EXPECT_EQ(epoch.satellites[1].svid, 41);
     EXPECT_EQ(epoch.satellites[1].channel, 1);
-    EXPECT_NEAR(signal(0, 1).carrierPhase, 22e6 / (299792458.0 / 1598.0625e6), 1e-6);
-    // BeiDou: a flag moves the code base.
-    const ByteVector beiDou{0x01, 0b11, 0b10, 0x00};
-    ASSERT_TRUE(
-        decode(rangesBlock(kReferenceTow, kMinuteInterval | kRate, 8, joined({beiDou, shortMaster(), shortMaster()}))));
-    EXPECT_NEAR(signal(0, 0).pseudorange, 23e6, 1e-7);
-    EXPECT_NEAR(signal(0, 1).pseudorange, 37e6, 1e-7);
-    // Excluded signals give their indices to those behind them; satellites of eight mask bytes.
-    const ByteVector excluding{0x80 | 1 << 3 | 7, 0, 0, 0, 0x08, 0, 0, 0, 0, 0b0110};
-    ASSERT_TRUE(decode(rangesBlock(kReferenceTow, kMinuteInterval | kRate, 4, joined({excluding, shortMaster()}))));
+    EXPECT_NEAR(signal(8, 1).carrierPhase, 22e6 / (299792458.0 / 1598.0625e6), 1e-6);
+    // BeiDou: a flag per satellite logged moves the code base.
+    ASSERT_TRUE(decodeAs(8, "8:1 8:5 16:2 " + kMaster + kMaster));
+    EXPECT_NEAR(signal(28, 0).pseudorange, 23e6, 1e-7);
+    EXPECT_NEAR(signal(28, 1).pseudorange, 37e6, 1e-7);
+    // Galileo satellite 28 of eight mask bytes; excluded signals give their indices to those behind: left 17, 19, 22.
+    ASSERT_TRUE(decodeAs(4, "3:7 4:1 1:1 32:134217728 32:0 8:6 " + kMaster));
     EXPECT_EQ(epoch.satellites[0].svid, 71 + 27);
-    EXPECT_EQ(signal(3).signalType, 19);  // left: 17, 19, 22
+    EXPECT_EQ(signal(19).signalType, 19);
+    // The slave of Galileo's E5a, E5b, has the shorter waves, and with them the shorter code.
+    ASSERT_TRUE(decodeAs(4, "3:1 4:1 1:0 8:1 " + master(1) + kSlave));
+    EXPECT_NEAR(signal(21).pseudorange, 25e6 - 2.345, 1e-7);
     // Two constellations one after the other, the first without satellites.
-    ASSERT_TRUE(decode(rangesBlock(kReferenceTow, kMinuteInterval | kRate, 3,
-                                   joined({{0x01, 0x00}, {0x01, 0x01, 0x08}, shortMaster()}))));
+    ASSERT_TRUE(decodeAs(3, "8:1 8:0 8:1 8:1 8:8 " + kMaster));
     EXPECT_EQ(epoch.satellites[0].svid, 38);
 }
 
+// Of so many bytes logged, `size` are taken or, where nothing comes out of them, too few.
 TEST(Meas3Doppler, CodesOfEverySize) {
-    const struct {
-        ByteVector bytes;
-        int32_t code;
-        size_t size;
-    } cases[] = {
-        {{0x00}, 0, 1},
-        {{0xFC}, 63, 1},
-        {{0xFD}, -63, 1},
-        {{0x02 | 0x08, 0x00}, 1, 2},
-        {{0xFA, 0xFF}, 8191, 2},
-        {{0xFB, 0xFF}, -8191, 2},
-        {{0x16, 0x00, 0x80}, 0x80001, 3},
-        {{0xF7, 0xFF, 0xFF}, kMeas3NoDoppler, 3},  // -1048575 says that there is none
-        {{0x1E, 0x00, 0x00, 0x80}, 0x8000001, 4},
-        {{0xFF, 0xFF, 0xFF, 0xFF}, -0xFFFFFFF, 4},
-        {{0xFF, 0xFF, 0xFF}, kMeas3NoDoppler, 3},  // cut
-        {{}, kMeas3NoDoppler, 0},
-    };
-    for (const auto& c : cases) {
-        ByteCursor cursor{viewOf(c.bytes)};
-        EXPECT_EQ(zeltReadDopplerCode(cursor), c.code);
-        EXPECT_EQ(cursor.failed ? c.bytes.size() : c.bytes.size() - cursor.rest.size, c.size);
+    constexpr int kNone = kMeas3NoDoppler;
+    const Rows<uint32_t, size_t, int32_t, size_t> cases = {
+        {0x00000000, 1, 0, 1},          {0x000000FC, 1, 63, 1},    {0x000000FD, 1, -63, 1},
+        {0x0000000A, 2, 1, 2},          {0x0000FFFA, 2, 8191, 2},  {0x0000FFFB, 2, -8191, 2},
+        {0x00800016, 3, 0x80001, 3},    {0x00FFFFF7, 3, kNone, 3}, {0x8000001E, 4, 0x8000001, 4},
+        {0xFFFFFFFF, 4, -0xFFFFFFF, 4}, {0x00FFFFFF, 3, kNone, 3}, {0x00000000, 0, kNone, 0}};
+    for (const auto& [word, logged, code, size] : cases) {
+        const ByteVector bytes = BlockBuilder(ByteVector{}).put(0, logged, word).bytes;
+        ByteCursor cursor{viewOf(bytes)};
+        EXPECT_EQ(zeltReadDopplerCode(cursor), code);
+        EXPECT_EQ(cursor.failed ? logged : logged - cursor.rest.size, size);
     }
 }
 
 TEST_F(Meas3Test, CompanionsFollowTheSignals) {
-    const ByteVector ranges =
-        rangesBlock(kReferenceTow, kMinuteInterval | kRate, 1,
-                    joined({kOneGps, shortMaster(0b0111, 131072, -100), packed(5, {{0, 1, 1}, {35, 5, 9}}),
-                            packed(5, {{0, 1, 1}, {35, 5, 9}}), packed(5, {{0, 1, 1}, {35, 5, 9}})}));
-    // Dopplers 10 and -20 mm/s, none, 30; C/N0 nibbles 15, 0, 8; a fourth would be cut off.
-    const ByteVector doppler =
-        companion(kZeltMeas3Doppler, joined({{10 << 2}, {20 << 2 | 1}, {0xF7, 0xFF, 0xFF}, {30 << 2}}));
-    const ByteVector cn0 = companion(kZeltMeas3Cn0HiRes, {0x0F, 0x08});
-    const ByteVector pp = companion(
-        kZeltMeas3Pp,
-        packed(3,
-               {{0, 5, 0b01011}, {5, 1, 1}, {6, 5, 17}, {11, 1, 0}, {12, 1, 1}, {13, 5, 31}, {18, 1, 1}, {19, 5, 3}}));
-    const ByteVector mp = companion(kZeltMeas3Mp, packed(7, {{0, 2, 1},
-                                                             {2, 7, 127},
-                                                             {9, 5, 16},
-                                                             {14, 2, 0},
-                                                             {16, 2, 2},
-                                                             {18, 7, 3},
-                                                             {25, 5, 15},
-                                                             {30, 2, 3},
-                                                             {32, 11, 1024},
-                                                             {43, 8, 200}}));
-    ASSERT_TRUE(decode(ranges, {{}, viewOf(doppler), viewOf(cn0), viewOf(pp), viewOf(mp)}));
-    const struct {
-        size_t slot;
-        double doppler;  // m/s
-        float cn0;
-        uint8_t even;
-        int16_t multipath;
-        uint8_t carrierMultipath;
-    } cases[] = {
-        {0, 6.4 - 0.010, 44 + 0.4375F, 44, 1270, 0xF0},
-        {3, 6.4 - 0.010 + 0.020, 33 - 0.5F, 32, 0, 0},
-        {4, kNotAvailable, 33, 72, -30, 15},
-        {1, 6.4 - 0.010 - 0.030, 32 - 0.5F, 6, -10240, 200},
+    const auto companion = [](int number, const std::string& fields) {
+        return block(number, kReferenceTow, "16:0 " + fields);
     };
-    for (const auto& c : cases) {
-        const ZeltMeasSignal& s = signal(c.slot);
-        const double wavelength = zeltSignalWavelength(s.signalType, 0);
-        EXPECT_NEAR(s.doppler, c.doppler < -1e9 ? kNotAvailable : c.doppler / wavelength, 1e-4) << c.slot;
-        EXPECT_FLOAT_EQ(s.cn0, c.cn0) << c.slot;
-        EXPECT_EQ(s.cn0Even, c.even) << c.slot;
-        EXPECT_EQ(s.multipath, c.multipath) << c.slot;
-        EXPECT_EQ(s.carrierMultipath, c.carrierMultipath) << c.slot;
-        EXPECT_EQ(s.lossOfContinuity, 5) << c.slot;
-        EXPECT_EQ(s.flags & kZeltInfoFlag, kZeltInfoFlag) << c.slot;
+    const ByteVector ranges = rangesBlock(kReferenceTow, 1, kGps + master(7, 131072, -100) + kSlave + kSlave + kSlave);
+    // Dopplers 10 and -20 mm/s, none, 30; C/N0 nibbles 15, 0, 8; a fourth would be cut off.
+    const ByteVector doppler = companion(kZeltMeas3Doppler, "1:0 1:0 6:10 1:1 1:0 6:20 24:16777207 1:0 1:0 6:30");
+    const ByteVector cn0 = companion(kZeltMeas3Cn0HiRes, "4:15 4:0 4:8 4:0");
+    const ByteVector pp = companion(kZeltMeas3Pp, "5:11 1:1 5:17 1:0 1:1 5:31 1:1 5:3");
+    const ByteVector mp = companion(kZeltMeas3Mp, "2:1 7:127 5:16 2:0 2:2 7:3 5:15 2:3 11:1024 8:200");
+    const ByteVector third = block(kZeltMeas3Pp, kReferenceTow, "16:2 32:-1");  // an antenna that has no place
+    ASSERT_TRUE(collect({viewOf(ranges), viewOf(doppler), viewOf(cn0), viewOf(pp), viewOf(mp), viewOf(third)}));
+    // Signal, Doppler in m/s, C/N0, C/N0 rounded to even, multipath of code and carrier.
+    const Rows<int, double, float, int, int, int> cases = {{0, 6.4 - 0.010, 44 + 0.4375F, 44, 1270, 0xF0},
+                                                           {3, 6.4 - 0.010 + 0.020, 33 - 0.5F, 32, 0, 0},
+                                                           {4, kNotAvailable, 33, 72, -30, 15},
+                                                           {1, 6.4 - 0.010 - 0.030, 32 - 0.5F, 6, -10240, 200}};
+    for (const auto& [number, speed, fineCn0, even, multipath, carrierMultipath] : cases) {
+        SCOPED_TRACE(number);
+        const ZeltMeasSignal& s = signal(number);
+        const double wavelength = number == 3 ? kL2 : kL1;
+        EXPECT_NEAR(s.doppler, speed == kNotAvailable ? kNotAvailable : speed / wavelength, 1e-4);
+        EXPECT_FLOAT_EQ(s.cn0, fineCn0);
+        EXPECT_EQ(s.cn0Even, even);
+        EXPECT_EQ(s.multipath, multipath);
+        EXPECT_EQ(s.carrierMultipath, carrierMultipath);
+        EXPECT_EQ(s.lossOfContinuity, 5);
+        EXPECT_EQ(s.flags & kZeltInfoFlag, kZeltInfoFlag);
     }
     // What a companion that is too short no longer holds is absent, and so is what follows.
-    const Bytes cutMp = viewOf(mp).sub(0, 16 + 3);
-    ASSERT_TRUE(decode(ranges, {{}, viewOf(doppler).sub(0, 17), viewOf(cn0).sub(0, 16), viewOf(pp).sub(0, 16), cutMp}));
+    ASSERT_TRUE(collect({viewOf(ranges), viewOf(doppler).sub(0, 17), viewOf(cn0).sub(0, 16), viewOf(pp).sub(0, 16),
+                         viewOf(mp).sub(0, 16 + 3)}));
     EXPECT_NEAR(signal(0).doppler, 6.39 / kL1, 1e-4);
     EXPECT_EQ(signal(3).doppler, kNotAvailableF);
     EXPECT_EQ(signal(0).cn0, 44);
@@ -407,38 +302,27 @@ TEST_F(Meas3Test, CompanionsFollowTheSignals) {
 }
 
 TEST_F(Meas3Test, SecondAntennaFillsItsOwnSlots) {
-    const ByteVector first = rangesBlock(kReferenceTow, kMinuteInterval | kRate, 1, joined({kOneGps, shortMaster()}));
-    const ByteVector second = rangesBlock(kReferenceTow, kMinuteInterval | kRate | 1, 1,
-                                          joined({{0x01, 0x30}, shortMaster(), shortMaster()}));
-    Meas3Blocks a;
-    Meas3Blocks b;
-    a.ranges = viewOf(first);
-    b.ranges = viewOf(second);
-    ASSERT_TRUE(zeltDecodeMeas3({a, b}, references, epoch));
+    const ByteVector first = rangesBlock(kReferenceTow, 1, kGps + kMaster);
+    const ByteVector second = rangesBlock(kReferenceTow, 1, "8:1 8:48 " + kMaster + kMaster, kMisc | 1);
+    ASSERT_TRUE(collect({viewOf(first), viewOf(second)}));
     ASSERT_EQ(epoch.satelliteCount, 2);
     EXPECT_NE(epoch.satellites[0].signals[1][0].flags, 0);
     EXPECT_EQ(epoch.satellites[1].svid, 6);
     EXPECT_EQ(epoch.satellites[1].signals[0][0].flags, 0);
     EXPECT_NE(epoch.satellites[1].signals[1][0].flags, 0);
+    // What it says of a GLONASS channel does not reach the first antenna's codes.
+    const ByteVector channel8 = rangesBlock(kReferenceTow + 60000, 2, "8:1 8:1 8:8 " + kMaster);
+    const ByteVector channel3 = rangesBlock(kReferenceTow + 60000, 2, "8:1 8:1 8:3 " + kMaster, kMisc | 1);
+    ASSERT_TRUE(collect({viewOf(channel8), viewOf(channel3)}));
+    EXPECT_EQ(epoch.satellites[0].glonassChannel, 8);
 }
 
 TEST_F(Meas3Test, CorruptRangesGiveNothing) {
-    const ByteVector good = rangesBlock(kReferenceTow, kMinuteInterval | kRate, 0x7F,
-                                        joined({kOneGps,
-                                                shortMaster(1),
-                                                packed(7, {}),
-                                                {0x01, 1, 8},
-                                                shortMaster(),
-                                                {0x01, 1},
-                                                shortMaster(),
-                                                {0x01, 1, 0, 0},
-                                                shortMaster(),
-                                                {0x01, 1},
-                                                shortMaster(),
-                                                {0x01, 1},
-                                                shortMaster(),
-                                                {0x01, 1},
-                                                shortMaster()}));
+    const std::string simple = "8:1 8:1 " + kMaster;
+    const std::string longSlave = "32:0 16:0 8:0 ";
+    ByteVector good = rangesBlock(kReferenceTow, 0x7F,
+                                  kGps + master(1) + longSlave + "8:1 8:1 8:8 " + kMaster + simple + "8:1 8:1 16:0 " +
+                                      kMaster + simple + simple + simple);
     ASSERT_TRUE(decode(good));
     EXPECT_EQ(epoch.satelliteCount, 7);
     for (size_t size = 20; size < good.size(); ++size) {
@@ -446,72 +330,59 @@ TEST_F(Meas3Test, CorruptRangesGiveNothing) {
         EXPECT_FALSE(decode(cut)) << size;
         EXPECT_EQ(epoch.satelliteCount, 0) << size;
     }
-    ByteVector format = good;
-    format[19] = 31;
-    EXPECT_TRUE(decode(format));
-    format[19] = 32;
-    EXPECT_FALSE(decode(format));
+    good[19] = 31;  // the format
+    EXPECT_TRUE(decode(good));
+    good[19] = 32;
+    EXPECT_FALSE(decode(good));
 }
 
-// More satellites than there are records: the last record is overwritten.
+// More satellites than there are records, and than a constellation has: the last record is overwritten.
 TEST_F(Meas3Test, NeverMoreThanTheRecords) {
-    ByteVector data;
-    for (const int bytes : {5, 4, 5}) {  // GPS 37 of 40, GLONASS 31 of 32, Galileo 36 of 40
-        data += ByteVector{static_cast<uint8_t>(bytes)};
-        data += ByteVector(static_cast<size_t>(bytes), 0xFF);
-        if (bytes == 4) data += ByteVector(16, 0x88);
-        for (int i = 0; i < 8 * bytes; ++i) data += shortMaster();
-    }
-    ASSERT_TRUE(decode(rangesBlock(kReferenceTow, kMinuteInterval | kRate, 7, data)));
+    std::string data;
+    const auto add = [&](const std::string& header, int satellites) {
+        data += header;
+        for (int i = 0; i < satellites; ++i) data += kMaster;
+    };
+    add("8:5 40:-1 ", 40);                                                  // GPS: 37
+    add("8:4 32:-1 64:-1229782938247303442 64:-1229782938247303442 ", 32);  // GLONASS: 31, all of field 14
+    add("8:5 40:-1 ", 40);                                                  // Galileo: 36
+    ASSERT_TRUE(decode(rangesBlock(kReferenceTow, 7, data)));
     EXPECT_EQ(epoch.satelliteCount, kZeltMaxSatellites);
     EXPECT_EQ(epoch.satellites[79].svid, 106);
+}
+
+using SignalKey = std::array<uint32_t, 4>;  // TOW, SVID, GLONASS frequency number, signal number
+
+std::map<SignalKey, ZeltMeasSignal> signalsOf(const std::string& path) {
+    std::map<SignalKey, ZeltMeasSignal> signals;
+    ZeltMeasEpoch epoch;
+    forEachBlock(path, [&](ZeltFile& file, Bytes logged) {
+        if (!zeltCollectMeasBlock(file, logged, epoch, kZeltAllowMeas3 | kZeltAllowMeasEpoch)) return;
+        for (size_t i = 0; i < static_cast<size_t>(epoch.satelliteCount); ++i) {
+            const ZeltMeasSat& satellite = epoch.satellites[i];
+            for (const ZeltMeasSignal& s : satellite.signals[0]) {
+                if (s.flags != 0) signals[{epoch.tow, satellite.svid, satellite.glonassChannel, s.signalType}] = s;
+            }
+        }
+    });
+    return signals;
 }
 
 // The two example logs hold the same measurements. Codes are logged in millimetres in both; only the delta slaves of
 // Meas3 carry a code as a difference to the carrier's, off the millimetres by up to half of one.
 TEST(Meas3Twin, SameMeasurementsAsInTheVerboseLog) {
-    const std::string paths[2] = {ZELT_EXAMPLES "/esbc-2020-06-25-3h.zelt",
-                                  ZELT_EXAMPLES "/esbc-2020-06-25-3h-meas3.zelt"};
-    const auto nextEpoch = [](ZeltFile& file, ZeltMeasEpoch& epoch) {
-        Bytes block;
-        while (zeltGetNextBlock(file, block, kZeltAnyBlock, kZeltAnyBlock, 0) == kZeltFound) {
-            if (zeltCollectMeasBlock(file, block, epoch, kZeltAllowMeas3 | kZeltAllowMeasEpoch)) return true;
-        }
-        return false;
-    };
-    ZeltFile files[2];
-    ZeltMeasEpoch epochs[2];
-    for (int i = 0; i < 2; ++i) zeltOpenFile(paths[i].c_str(), files[i]);
-    int compared = 0;
-    while (nextEpoch(files[0], epochs[0])) {
-        ASSERT_TRUE(nextEpoch(files[1], epochs[1]));
-        ASSERT_EQ(epochs[1].tow, epochs[0].tow);
-        ASSERT_EQ(epochs[1].satelliteCount, epochs[0].satelliteCount);
-        const double codeTolerance = epochs[0].tow % 60000 == 0 ? 1e-6 : 0.000501;
-        for (int32_t i = 0; i < epochs[0].satelliteCount; ++i) {
-            const ZeltMeasSat& satellite = epochs[0].satellites[static_cast<size_t>(i)];
-            const auto* twin = std::find_if(epochs[1].satellites.begin(), epochs[1].satellites.end(),
-                                            [&](const ZeltMeasSat& s) { return s.svid == satellite.svid; });
-            ASSERT_NE(twin, epochs[1].satellites.end());
-            EXPECT_EQ(twin->glonassChannel, satellite.glonassChannel);
-            for (size_t slot = 0; slot < kZeltSlots; ++slot) {
-                const ZeltMeasSignal& a = satellite.signals[0][slot];
-                const ZeltMeasSignal& b = twin->signals[0][slot];
-                ASSERT_EQ(a.flags & kZeltSlotUsed, b.flags & kZeltSlotUsed);
-                ASSERT_EQ(a.signalType, b.signalType);
-                if (a.flags == 0) continue;
-                ++compared;
-                EXPECT_NEAR(a.pseudorange, b.pseudorange, codeTolerance);
-                EXPECT_NEAR(a.carrierPhase, b.carrierPhase, 0.0011);
-                EXPECT_NEAR(a.doppler, b.doppler, 0.003);
-                EXPECT_NEAR(a.cn0, b.cn0, 0.22);
-                EXPECT_LE(b.lockTime, a.lockTime);
-                EXPECT_EQ(a.cn0Even, b.cn0Even);
-            }
-        }
+    const auto compact = signalsOf(kCompactLog);
+    EXPECT_EQ(compact.size(), 54072U);  // as counted in the logs by another decoder
+    for (const auto& [key, a] : signalsOf(kExampleLog)) {
+        ASSERT_EQ(compact.count(key), 1U) << key[0] << ' ' << key[1] << ' ' << key[3];
+        const ZeltMeasSignal& b = compact.at(key);
+        EXPECT_NEAR(a.pseudorange, b.pseudorange, key[0] % 60000 == 0 ? 1e-6 : 0.000501);
+        EXPECT_NEAR(a.carrierPhase, b.carrierPhase, 0.0011);
+        EXPECT_NEAR(a.doppler, b.doppler, 0.003);
+        EXPECT_NEAR(a.cn0, b.cn0, 0.22);
+        EXPECT_LE(b.lockTime, a.lockTime);
+        EXPECT_EQ(a.cn0Even, b.cn0Even);
     }
-    EXPECT_EQ(compared, 54072);  // as counted in the logs by another decoder
-    for (ZeltFile& file : files) zeltCloseFile(file);
 }
 
 }  // namespace

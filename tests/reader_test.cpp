@@ -1,13 +1,14 @@
 #include <gtest/gtest.h>
 
 #include "tests/logbuilder.h"
-#include "utils/zeltdata/zeltread.h"
 
 namespace {
 
-ByteVector block(uint16_t number, size_t length, uint32_t tow = 0) {
-    BlockBuilder builder(number, 0, tow, kTestWeek, length);
-    for (size_t i = 14; i < length; ++i) builder.set<uint8_t>(i, static_cast<uint8_t>(i * 37));
+using Numbers = std::vector<int>;
+
+ByteVector block(int number, size_t length) {
+    BlockBuilder builder(number, length);
+    for (size_t i = 14; i < length; ++i) builder.u8(i, static_cast<int>(i * 37));
     return builder.done();
 }
 
@@ -15,25 +16,25 @@ struct ReaderTest : testing::Test {
     TestDirectory directory{"reader"};
     ZeltFile file;
 
-    void open(const ByteVector& log) { zeltOpenFile(directory.write("log", log).c_str(), file); }
     void TearDown() override { zeltCloseFile(file); }
-
-    std::vector<int> remainingNumbers() {
-        std::vector<int> numbers;
-        Bytes found;
-        while (zeltGetNextBlock(file, found, kZeltAnyBlock, kZeltAnyBlock, 0) == kZeltFound) {
-            numbers.push_back(zeltNumber(found));
-        }
+    void open(const ByteVector& log) {
+        zeltCloseFile(file);
+        zeltOpenFile(directory.write("log", log).c_str(), file);
+    }
+    Numbers numbersIn(const ByteVector& log) {
+        open(log);
+        Numbers numbers;
+        for (int number = next(0); number != 0; number = next(0)) numbers.push_back(number);
         return numbers;
     }
-    std::vector<int> numbersIn(const ByteVector& log) {
-        zeltCloseFile(file);
-        open(log);
-        return remainingNumbers();
+    // The number of the next block, 0 at the end.
+    int next(unsigned flags, uint16_t id1 = kZeltAnyBlock, uint16_t id2 = kZeltAnyBlock) {
+        Bytes found;
+        if (zeltGetNextBlock(file, found, id1, id2, flags) != kZeltFound) return 0;
+        EXPECT_TRUE(zeltCrcIsValid(found));
+        return zeltNumber(found);
     }
 };
-
-using Numbers = std::vector<int>;
 
 TEST(Crc, IsXmodemByEveryWay) {
     const std::string check = "123456789";
@@ -59,24 +60,21 @@ TEST(Crc, IsXmodemByEveryWay) {
 }
 
 TEST_F(ReaderTest, EveryFlippedBitLosesExactlyItsBlock) {
-    const ByteVector middle = block(4002, 40);
-    for (size_t bit = 0; bit < 8 * middle.size(); ++bit) {
-        ByteVector log = block(4000, 20);
-        const size_t start = log.size();
-        log += middle;
-        log += block(4004, 24);
-        log[start + bit / 8] ^= static_cast<uint8_t>(1U << bit % 8);
-        EXPECT_EQ(numbersIn(log), (Numbers{4000, 4004})) << bit;
+    const ByteVector log = joined({block(4000, 20), block(4002, 40), block(4004, 24)});
+    for (size_t bit = 0; bit < 8 * 40; ++bit) {
+        ByteVector flipped = log;
+        flipped[20 + bit / 8] ^= static_cast<uint8_t>(1U << bit % 8);
+        EXPECT_EQ(numbersIn(flipped), (Numbers{4000, 4004})) << bit;
     }
 }
 
 TEST_F(ReaderTest, EveryTruncationKeepsTheWholeBlocks) {
-    ByteVector log = block(4000, 20);
-    log += block(4002, 40);
-    for (size_t size = 0; size < log.size(); ++size) {
-        const ByteVector cut(log.begin(), log.begin() + static_cast<std::ptrdiff_t>(size));
-        EXPECT_EQ(numbersIn(cut), size < 20 ? Numbers{} : Numbers{4000}) << size;
-        EXPECT_EQ(zeltGetFilePos(file), size < 20 ? 0 : 20) << size;
+    ByteVector log = joined({block(4000, 20), block(4002, 40)});
+    while (!log.empty()) {
+        log.pop_back();
+        EXPECT_EQ(numbersIn(log), log.size() < 20 ? Numbers{} : Numbers{4000}) << log.size();
+        EXPECT_EQ(zeltGetFilePos(file), log.size() < 20 ? 0 : 20) << log.size();
+        EXPECT_EQ(file.crcErrorCount, 0U) << log.size();
     }
 }
 
@@ -89,47 +87,32 @@ TEST_F(ReaderTest, BlocksInsideADamagedOneAreFound) {
     ByteVector outer = block(4002, 200);
     const ByteVector inner = block(4004, 60);
     std::copy(inner.begin(), inner.end(), outer.begin() + 100);  // which makes the outer CRC wrong
-    open(outer);
-    EXPECT_EQ(remainingNumbers(), Numbers{4004});
+    EXPECT_EQ(numbersIn(outer), Numbers{4004});
     EXPECT_EQ(file.crcErrorCount, 1U);
 }
 
 // Garbage and blocks over several windows, with peeks and filters between: the same blocks as a plain walk gives.
 TEST_F(ReaderTest, LongLogIsDeliveredWholeWhateverIsPeekedAt) {
     ByteVector log;
-    Numbers expected;
     for (int i = 0; i < 60; ++i) {
         log += ByteVector(static_cast<size_t>(i * i * 7 % 50000), static_cast<uint8_t>(i % 3 == 0 ? '$' : 'x'));
-        log += block(static_cast<uint16_t>(4000 + i), i % 7 == 0 ? 65535 : static_cast<size_t>(16 + i * 40));
-        expected.push_back(4000 + i);
+        log += block(4000 + i, i % 7 == 0 ? 65535 : static_cast<size_t>(16 + i * 40));
     }
     open(log);
     EXPECT_EQ(zeltGetFileLength(file), static_cast<int64_t>(log.size()));
-    Numbers walked;
-    Bytes found;
-    Bytes peeked;
-    for (;;) {
+    for (int i = 0; i <= 60; ++i) {
         const int64_t position = zeltGetFilePos(file);
-        const int peek = zeltGetNextBlock(file, peeked, kZeltAnyBlock, kZeltAnyBlock, kZeltPeek);
-        const int number = peek == kZeltFound ? zeltNumber(peeked) : 0;
-        if (walked.size() % 10 == 3) {
-            ASSERT_EQ(zeltGetNextBlock(file, peeked, 4059, 4059, kZeltPeek), kZeltFound);  // the last: far ahead
+        const int expected = i < 60 ? 4000 + i : 0;
+        EXPECT_EQ(next(kZeltPeek), expected);
+        if (i % 10 == 3) {
+            EXPECT_EQ(next(kZeltPeek, 4059, 4059), 4059);  // the last: far ahead
         }
         EXPECT_EQ(zeltGetFilePos(file), position);
-        if (zeltGetNextBlock(file, found, kZeltAnyBlock, kZeltAnyBlock, 0) != kZeltFound) {
-            EXPECT_EQ(peek, kZeltEndOfFile);
-            break;
-        }
-        EXPECT_EQ(zeltNumber(found), number);
-        EXPECT_TRUE(zeltCrcIsValid(found));
-        walked.push_back(number);
+        EXPECT_EQ(next(0), expected);
     }
-    EXPECT_EQ(walked, expected);
-    EXPECT_EQ(zeltGetNextBlock(file, found, 4001, 4001, kZeltRewind), kZeltFound);
-    EXPECT_EQ(zeltNumber(found), 4001);
-    EXPECT_EQ(zeltGetNextBlock(file, found, 4001, 4001, 0), kZeltEndOfFile);
-    EXPECT_EQ(zeltGetNextBlock(file, found, 4001, kZeltAnyBlock, 0), kZeltFound);  // one "any" lets all through
-    EXPECT_EQ(zeltNumber(found), 4002);
+    EXPECT_EQ(next(kZeltRewind, 4001, 4001), 4001);
+    EXPECT_EQ(next(0, 4001, 4001), 0);
+    EXPECT_EQ(next(0, 4001), 4002);  // one "any" lets all through
 }
 
 TEST(Bytes, NoLoadLeavesTheView) {
