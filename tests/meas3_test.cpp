@@ -60,6 +60,7 @@ constexpr double kCode = 22e6;
 
 // A short slave of 33 dB-Hz, 12.345 - 10 m from its master.
 const std::string kSlave = "1:1 16:32768 15:12345 3:2 5:9 ";
+const std::string kLongSlave = "2:0 22:2097155 4:13 3:7 1:0 16:65535 6:50 2:0 ";
 const std::string kDelta = "2:2 2:1 14:8192 14:8192 ";  // a master that nothing changed for
 
 struct Meas3Test : testing::Test {
@@ -114,7 +115,7 @@ TEST_F(Meas3Test, RecordsOfEveryForm) {
         {master(1, 131572) + kSlave, "", 3, kCode + 2.345, 0.5 * kL2 / kL1, 33, 30000},
         {master(4) + "1:1 16:0 15:345 3:0 5:9", "", 1, kCode - 0.345 + 10, kNone, 44 - 3 - 9, 0},
         // A long slave behind a short one.
-        {master(5) + kSlave + "2:0 22:2097155 4:13 3:7 1:0 16:65535 6:50 2:0", "", 1, kCode + 262.143, 0.003, 50, 20},
+        {master(5) + kSlave + kLongSlave, "", 1, kCode + 262.143, 0.003, 50, 20},
         // Delta slaves, the code relative to the carrier's way.
         {pair, grown + "2:2 12:2048 2:2 8:128", 3, kCode + 0.19, 0, 33, 60000},
         {pair, grown + "2:2 12:0 2:0 8:0", 3, kCode + 0.19 - 2.048 - 0.128 * kL2, 2.048 / kL2, 31, 60000},
@@ -139,7 +140,7 @@ TEST_F(Meas3Test, RecordsOfEveryForm) {
         EXPECT_EQ(s.doppler, kNotAvailableF);
     }
     // A delta slave needs three carriers: its own and its master's at the reference epoch, and its master's now.
-    const std::string lacking[][2] = {{master(1, 0) + kSlave, master(1)},
+    const std::string lacking[][2] = {{master(1, 0) + kLongSlave, master(1)},
                                       {master(1) + "1:1 16:0 15:10000 3:1 5:9 ", kDelta},
                                       {pair, "2:2 2:1 14:8192 14:0 "}};
     for (const auto& [reference, now] : lacking) {
