@@ -79,7 +79,7 @@ inline ByteVector joined(const std::vector<ByteVector>& parts) {
 }
 
 inline std::string readFile(const std::filesystem::path& path) {
-    std::ifstream in(path, std::ios::binary);
+    std::ifstream in(path);
     return {std::istreambuf_iterator<char>(in), {}};
 }
 
