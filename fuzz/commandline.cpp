@@ -1,0 +1,95 @@
+// The command line: arguments, a line each, over a small log that tells leap second and position, and the conversion of
+// that log by whatever they say.
+#include <string>
+#include <vector>
+
+#include "app/cmdline.h"
+#include "app/driver.h"
+#include "fuzz/support.h"
+#include "tests/logbuilder.h"
+#include "utils/zeltdata/zeltnav.h"
+
+namespace {
+
+constexpr const char* kLog = "log";
+constexpr uint32_t kWeek = 2111;
+constexpr uint32_t kFirstSample = 345750;  // s of the week, of a track's slot 0
+constexpr size_t kMaxArguments = 64;
+
+// A GPS satellite over one track, all of it plausible.
+ByteVector makeLog() {
+    BlockBuilder setup(kZeltReceiverSetup, 4, kFirstSample * 1000, kWeek, 424);
+    setup.text(116, "Laboratory").text(196, "5.3.0").text(328, "Receiver");
+    setup.set<double>(368, 0.9685).set<double>(376, 0.1476).set<float>(384, 60);
+    BlockBuilder utc(kZeltGpsUtc, 0, kZeltNoTow, kZeltNoWnc, 40);
+    utc.set<int8_t>(33, 18);
+    BlockBuilder nav(kZeltGpsNav, 0, kFirstSample * 1000, kWeek, 140);
+    const ZeltKeplerLayout& at = kZeltGpsKepler;
+    nav.set<uint8_t>(kZeltSvidOffset, 5).set<double>(at.sqrtA, 5153.7).set<double>(at.e, 0.01).set<double>(at.i0, 0.3);
+    nav.set<uint32_t>(at.toe, kFirstSample).set<uint16_t>(at.wnToe, kWeek % 1024);
+    nav.set<uint32_t>(at.toc, kFirstSample).set<uint16_t>(at.wnToc, kWeek % 1024);
+    ByteVector log = setup.done();
+    log += utc.done();
+    log += nav.done();
+    for (uint32_t slot = 0; slot < kSlotsPerTrack; ++slot) {
+        BlockBuilder epoch(kZeltMeasEpoch, 1, (kFirstSample + slot * kSampleSpacing) * 1000, kWeek, 52);
+        epoch.set<uint8_t>(14, 1).set<uint8_t>(15, 20).set<uint8_t>(16, 12);
+        epoch.set<uint8_t>(21, 1)
+            .set<uint8_t>(22, 5)
+            .set<uint8_t>(23, 5)
+            .set<uint32_t>(24, 525163520)
+            .set<uint8_t>(39, 1);
+        epoch.set<uint8_t>(40, 2).set<uint16_t>(46, 3000);
+        log += epoch.done();
+    }
+    return log;
+}
+
+void checkOptions(const RunConfig& config, const RunOptions& options) {
+    require(config.leapSeconds != kNoLeapSeconds, "a leap second");
+    require(options.laboratoryCode.size() == 2 && options.receiverId.size() == 2, "codes of two characters");
+    const struct {
+        const std::string& text;
+        size_t capacity;
+    } texts[] = {{options.inputFile, 1023},  {options.laboratory, 40}, {options.calibrationId, 30},
+                 {options.revisionDate, 30}, {options.comment, 80},    {options.timeReference, 30},
+                 {options.suffix, 30},       {options.excluded, 9}};
+    for (const auto& [text, capacity] : texts) require(text.size() <= capacity, "a text within its capacity");
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerInitialize(int* /*argc*/, char*** /*argv*/) {
+    silencePrinting();
+    const InScratchDirectory directory;
+    const ByteVector log = makeLog();
+    writeFile(kLog, log.data(), log.size());
+    return 0;
+}
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+    const InScratchDirectory directory;
+    std::vector<std::string> arguments(1);
+    for (size_t i = 0; i < size; ++i) {
+        if (data[i] == '\n' || data[i] == '\0') {
+            if (arguments.size() == kMaxArguments) break;
+            arguments.emplace_back();
+        } else {
+            // No path leads out of the directory.
+            arguments.back() += data[i] == '/' ? '_' : static_cast<char>(data[i]);
+        }
+    }
+    std::vector<char*> argv;
+    for (std::string& argument : arguments) argv.push_back(argument.data());
+    argv.push_back(nullptr);
+    RunConfig config;
+    RunOptions options;
+    if (!parseOptions(static_cast<int>(arguments.size()), argv.data(), config, options)) return 0;
+    if (options.inputFile.empty()) return 0;  // help or version
+    checkOptions(config, options);
+    OutputRegistry outputs;
+    processFile(config, options, outputs);
+    closeOutputs(outputs);
+    checkAndRemoveOutputs(kLog, options.numericOnly);
+    return 0;
+}
