@@ -12,35 +12,25 @@
 namespace {
 
 constexpr const char* kLog = "log";
-constexpr uint32_t kWeek = 2111;
 constexpr uint32_t kFirstSample = 345750;  // s of the week, of a track's slot 0
 constexpr size_t kMaxArguments = 64;
 
 // A GPS satellite over one track, all of it plausible.
 ByteVector makeLog() {
-    BlockBuilder setup(kZeltReceiverSetup, 4, kFirstSample * 1000, kWeek, 424);
+    BlockBuilder setup(kZeltReceiverSetup, 424, 4, kFirstSample * 1000);
     setup.text(116, "Laboratory").text(196, "5.3.0").text(328, "Receiver");
-    setup.set<double>(368, 0.9685).set<double>(376, 0.1476).set<float>(384, 60);
-    BlockBuilder utc(kZeltGpsUtc, 0, kZeltNoTow, kZeltNoWnc, 40);
-    utc.set<int8_t>(33, 18);
-    BlockBuilder nav(kZeltGpsNav, 0, kFirstSample * 1000, kWeek, 140);
+    setup.f64(368, 0.9685).f64(376, 0.1476).f32(384, 60);
+    BlockBuilder utc(kZeltGpsUtc, 40, 0, kZeltNoTow, kZeltNoWnc);
+    BlockBuilder nav(kZeltGpsNav, 140, 0, kFirstSample * 1000);
     const ZeltKeplerLayout& at = kZeltGpsKepler;
-    nav.set<uint8_t>(kZeltSvidOffset, 5).set<double>(at.sqrtA, 5153.7).set<double>(at.e, 0.01).set<double>(at.i0, 0.3);
-    nav.set<uint32_t>(at.toe, kFirstSample).set<uint16_t>(at.wnToe, kWeek % 1024);
-    nav.set<uint32_t>(at.toc, kFirstSample).set<uint16_t>(at.wnToc, kWeek % 1024);
-    ByteVector log = setup.done();
-    log += utc.done();
-    log += nav.done();
+    nav.u8(kZeltSvidOffset, 5).f64(at.sqrtA, 5153.7).f64(at.e, 0.01).f64(at.i0, 0.3);
+    nav.u32(at.toe, kFirstSample).u16(at.wnToe, kTestWeek % 1024);
+    nav.u32(at.toc, kFirstSample).u16(at.wnToc, kTestWeek % 1024);
+    ByteVector log = joined({setup.done(), utc.u8(33, 18).done(), nav.done()});
     for (uint32_t slot = 0; slot < kSlotsPerTrack; ++slot) {
-        BlockBuilder epoch(kZeltMeasEpoch, 1, (kFirstSample + slot * kSampleSpacing) * 1000, kWeek, 52);
-        epoch.set<uint8_t>(14, 1).set<uint8_t>(15, 20).set<uint8_t>(16, 12);
-        epoch.set<uint8_t>(21, 1)
-            .set<uint8_t>(22, 5)
-            .set<uint8_t>(23, 5)
-            .set<uint32_t>(24, 525163520)
-            .set<uint8_t>(39, 1);
-        epoch.set<uint8_t>(40, 2).set<uint16_t>(46, 3000);
-        log += epoch.done();
+        BlockBuilder epoch(kZeltMeasEpoch, 52, 1, (kFirstSample + slot * kSampleSpacing) * 1000);
+        epoch.u8(14, {1, 20, 12}).u8(21, {1, 5, 5}).u32(24, 525163520).u8(39, 1);
+        log += epoch.u8(40, 2).u16(46, 3000).done();
     }
     return log;
 }

@@ -135,10 +135,9 @@ void compareRequest(ZeltFile& file, const Model& model, size_t& position, Fuzzed
     const uint16_t id1 = anyOr();
     const uint16_t id2 = anyOr();
     const unsigned flags = script.ConsumeIntegralInRange(0U, 15U);
-    if ((flags & 3) == 1) position = 0;
     Bytes block;
     const int result = zeltGetNextBlock(file, block, id1, id2, flags);
-    size_t at = position;
+    size_t at = (flags & kZeltRewindMask) == kZeltRewind ? 0 : position;
     const Model::Block* found = nullptr;
     for (const Model::Block& candidate : model.blocks) {
         if (candidate.at < at) continue;
@@ -152,7 +151,7 @@ void compareRequest(ZeltFile& file, const Model& model, size_t& position, Fuzzed
     if (found != nullptr) {
         const auto begin = model.log.begin() + static_cast<std::ptrdiff_t>(found->at);
         require(block.size == found->length && std::equal(block.data, block.data + block.size, begin), "the block");
-        if ((flags & 12) != 4) position = found->at + found->length;
+        if ((flags & kZeltPeekMask) != kZeltPeek) position = found->at + found->length;
     }
     require(zeltGetFilePos(file) == static_cast<int64_t>(position), "the position");
 }

@@ -105,7 +105,8 @@ TEST_F(ReaderTest, LongLogIsDeliveredWholeWhateverIsPeekedAt) {
         const int expected = i < 60 ? 4000 + i : 0;
         EXPECT_EQ(next(kZeltPeek), expected);
         if (i % 10 == 3) {
-            EXPECT_EQ(next(kZeltPeek, 4059, 4059), 4059);  // the last: far ahead
+            EXPECT_EQ(next(kZeltPeek, 4059, 4059), 4059);          // the last: far ahead
+            EXPECT_EQ(next(kZeltPeek | kZeltRewind, 4000), 4000);  // the first: far behind
         }
         EXPECT_EQ(zeltGetFilePos(file), position);
         EXPECT_EQ(next(0), expected);

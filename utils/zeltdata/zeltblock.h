@@ -87,6 +87,7 @@ constexpr size_t kZeltTowOffset = 8;    // u32, ms of the GPS week
 constexpr size_t kZeltWncOffset = 12;   // u16, weeks since the GPS origin, not modulo 1024
 constexpr size_t kZeltSvidOffset = 14;  // u8, navigation blocks only
 constexpr size_t kZeltMinLength = 16;   // nothing shorter is a block
+constexpr size_t kZeltMaxLength = 65535;
 
 constexpr uint8_t kZeltSync1 = '$';
 constexpr uint8_t kZeltSync2 = '@';

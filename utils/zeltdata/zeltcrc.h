@@ -27,5 +27,5 @@ struct ZeltCrcIndex {
 };
 void zeltBuildCrcIndex(Bytes bytes, ZeltCrcIndex& index);
 
-// The CRC of `size` (at most 65535) bytes from `offset` on; the stretch must lie inside the index's bytes.
+// The CRC of `size` (at most kZeltMaxLength) bytes from `offset` on; the stretch must lie inside the index's bytes.
 uint16_t zeltIndexedCrc(const ZeltCrcIndex& index, size_t offset, size_t size);

@@ -77,10 +77,10 @@ void refillWindow(ZeltFile& file, size_t offset) {
     forgetIndex(file);
 }
 
-// The bytes from file position `pos` on, `count` of them or fewer where the file ends. `pos` is never beyond the
-// window's end; it lies before the window only when a filtered look-ahead went on for more than a window.
+// The bytes from file position `pos` on, `count` of them or fewer where the file ends. Going on, `pos` lies in the
+// window or at its end; only after a filtered look-ahead of more than a window, or after a rewind, does it not.
 Bytes bytesAt(ZeltFile& file, int64_t pos, size_t count) {
-    if (pos < file.windowPos) moveWindow(file, pos, kStepBackSeek);
+    if (pos < file.windowPos || pos > windowEnd(file)) moveWindow(file, pos, kStepBackSeek);
     if (windowEnd(file) - pos < static_cast<int64_t>(count) && !file.endReached) {
         refillWindow(file, static_cast<size_t>(pos - file.windowPos));
     }
