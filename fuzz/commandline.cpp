@@ -1,5 +1,6 @@
 // The command line: arguments, a line each, over a small log that tells leap second and position, and the conversion of
 // that log by whatever they say.
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -77,6 +78,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     if (!parseOptions(static_cast<int>(arguments.size()), argv.data(), config, options)) return 0;
     if (options.inputFile.empty()) return 0;  // help or version
     checkOptions(config, options);
+    // Of a directory the length cannot be told, which with -v ends the program, as it must.
+    if (!std::filesystem::is_regular_file(options.inputFile)) return 0;
     OutputRegistry outputs;
     processFile(config, options, outputs);
     closeOutputs(outputs);
