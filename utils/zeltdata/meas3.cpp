@@ -182,7 +182,8 @@ void startMaster(size_t index, Satellite& satellite) {
 }
 
 bool takeRate(AntennaDecoder& decoder, Satellite& satellite) {
-    if (decoder.hasRate) satellite.rate = decoder.ranges.take(2).i16(0);
+    const Bytes logged = decoder.ranges.take(decoder.hasRate ? 2 : 0);
+    if (logged.size != 0) satellite.rate = logged.i16(0);
     return !decoder.ranges.failed;
 }
 
