@@ -1,0 +1,56 @@
+# What is installed beside the program, and the packages that CPack makes of it: with ZELT_STATIC a .tar.gz, else a
+# .deb. scripts/package makes both.
+
+set(docs ${CMAKE_INSTALL_DOCDIR})
+set(data ${CMAKE_INSTALL_DATADIR}/zelt2cggtts)
+
+install(FILES README.md CHANGELOG.md LICENSE DESTINATION ${docs})
+if(NOT WIN32)
+  install(FILES doc/zelt2cggtts.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
+  install(FILES completions/zelt2cggtts DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
+  install(PROGRAMS tools/convert-archive DESTINATION ${CMAKE_INSTALL_BINDIR})
+  install(PROGRAMS tools/check-cggtts tools/plot-cggtts tools/slurm-archive.sbatch DESTINATION ${data})
+  install(FILES tools/cggttsfile.py DESTINATION ${data})
+  # The Python tools look for their module beside themselves, which is where these links lead to.
+  file(RELATIVE_PATH from_bin_to_data ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL_DATADIR}/zelt2cggtts)
+  file(MAKE_DIRECTORY ${CMAKE_CURRENT_BINARY_DIR}/links)
+  foreach(tool check-cggtts plot-cggtts)
+    set(link ${CMAKE_CURRENT_BINARY_DIR}/links/${tool})
+    file(CREATE_LINK ${from_bin_to_data}/${tool} ${link} SYMBOLIC)
+    install(FILES ${link} DESTINATION ${CMAKE_INSTALL_BINDIR})
+  endforeach()
+endif()
+
+set(CPACK_PACKAGE_NAME zelt2cggtts)
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "convert GNSS timing receiver logs into CGGTTS files")
+set(CPACK_PACKAGE_DESCRIPTION
+  "zelt2cggtts converts the binary Zelt log of a GNSS timing receiver into CGGTTS
+files of version 2E for time transfer: one file each for GPS, GLONASS, Galileo
+and BeiDou, one line per satellite and 13-minute track.
+.
+Tools beside it convert whole archives of logs in parallel, check CGGTTS files
+and draw them.")
+set(CPACK_PACKAGE_VENDOR "the zelt2cggtts authors")
+set(CPACK_PACKAGE_CONTACT "the zelt2cggtts authors <maintainers@example.invalid>")
+set(CPACK_STRIP_FILES ON)
+set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
+  OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
+set(CPACK_PRE_BUILD_SCRIPTS ${CMAKE_CURRENT_LIST_DIR}/stage.cmake)
+
+if(ZELT_STATIC)
+  set(CPACK_GENERATOR TGZ)
+  set(CPACK_PACKAGE_FILE_NAME zelt2cggtts-${PROJECT_VERSION}-linux-${CMAKE_SYSTEM_PROCESSOR}-static)
+else()
+  set(CPACK_GENERATOR DEB)
+  set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
+  set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
+  set(CPACK_DEBIAN_PACKAGE_RELEASE 1)
+  set(CPACK_DEBIAN_PACKAGE_SECTION science)
+  set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
+  set(CPACK_DEBIAN_PACKAGE_DEPENDS python3)
+  set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "gnuplot-nox | gnuplot, parallel")
+  set(CPACK_DEBIAN_PACKAGE_CONTROL_EXTRA ${CMAKE_CURRENT_LIST_DIR}/prerm)
+  set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
+endif()
+
+include(CPack)
