@@ -1,5 +1,5 @@
 # What is installed beside the program, and the packages that CPack makes of it: with ZELT_STATIC a .tar.gz, else a
-# .deb. scripts/package makes both.
+# .deb. scripts/package makes both; they need SOURCE_DATE_EPOCH in the environment.
 
 set(docs ${CMAKE_INSTALL_DOCDIR})
 set(data ${CMAKE_INSTALL_DATADIR}/zelt2cggtts)
@@ -35,13 +35,16 @@ set(CPACK_PACKAGE_CONTACT "the zelt2cggtts authors <maintainers@example.invalid>
 set(CPACK_STRIP_FILES ON)
 set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
   OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
-set(CPACK_PRE_BUILD_SCRIPTS ${CMAKE_CURRENT_LIST_DIR}/stage.cmake)
 
 if(ZELT_STATIC)
-  set(CPACK_GENERATOR TGZ)
+  set(CPACK_GENERATOR External)
+  set(CPACK_EXTERNAL_ENABLE_STAGING ON)
+  set(CPACK_EXTERNAL_PACKAGE_SCRIPT ${CMAKE_CURRENT_LIST_DIR}/package-archive.cmake)
   set(CPACK_PACKAGE_FILE_NAME zelt2cggtts-${PROJECT_VERSION}-linux-${CMAKE_SYSTEM_PROCESSOR}-static)
 else()
   set(CPACK_GENERATOR DEB)
+  set(CPACK_PRE_BUILD_SCRIPTS ${CMAKE_CURRENT_LIST_DIR}/stage-deb.cmake)
+  set(CPACK_POST_BUILD_SCRIPTS ${CMAKE_CURRENT_LIST_DIR}/finish-deb.cmake)
   set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
   set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
   set(CPACK_DEBIAN_PACKAGE_RELEASE 1)

@@ -9,6 +9,7 @@ shift
 # Holes of a file in memory are read without being filled first, which takes most of the time elsewhere.
 dir=$(mktemp -d -p /dev/shm 2>/dev/null || mktemp -d) || exit 1
 trap 'rm -rf "$dir"' EXIT
+trap 'exit 1' HUP INT TERM
 cd "$dir" || exit 1
 
 skip() {
