@@ -1,6 +1,7 @@
 // seeds LOG DIRECTORY: makes the seed corpora in DIRECTORY/TARGET from the example log. Of every constellation one
 // satellite over one track, once in either measurement format: small, and enough for a line.
 #include <cstdio>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <string>
@@ -10,6 +11,7 @@
 #include "cggtts/constellations.h"
 #include "cggtts/schedule.h"
 #include "utils/geometry/navtools.h"
+#include "utils/zeltdata/zeltnav.h"
 
 using namespace Qon::Nav;
 
@@ -63,27 +65,30 @@ std::vector<ZeltMeasEpoch> trackOf(const SeedLog& log, int svid) {
     return {};
 }
 
-// The blocks other than measurements that a track needs: the setup, and the satellite's first ephemeris.
-ByteVector preludeOf(const SeedLog& log, int svid, uint32_t time) {
-    ByteVector prelude;
-    bool hasNav = false;
-    for (SeedBlock block : log.blocks) {
-        const Bytes view{block.bytes.data(), block.bytes.size()};
-        const uint16_t number = zeltNumber(view);
-        const bool isNav =
-            number == kZeltGpsNav || number == kZeltGalNav || number == kZeltGloNav || number == kZeltBdsNav;
-        if (isNav && (hasNav || view.u8(kZeltSvidOffset) != loggedSvid(static_cast<uint8_t>(svid)))) continue;
-        if (!isNav && number != kZeltReceiverSetup) continue;
-        hasNav = hasNav || isNav;
-        setStamp(block.bytes, time - 1);
-        finishBlock(block.bytes);
-        append(prelude, {block.bytes});
-    }
-    return prelude;
+bool isEphemerisOf(Bytes block, int svid) {
+    const uint16_t number = zeltNumber(block);
+    const bool isNav = number == kZeltGpsNav || number == kZeltGloNav || number == kZeltBdsNav ||
+                       (number == kZeltGalNav && block.u8(ZeltGalNav::kSource) == ZeltGalNav::kSourceFnav);
+    return isNav && block.u8(kZeltSvidOffset) == loggedSvid(static_cast<uint8_t>(svid));
 }
 
-void writeTrackSeeds(const SeedLog& log, int svid, const std::vector<ZeltMeasEpoch>& track, const fs::path& directory) {
-    const ByteVector prelude = preludeOf(log, svid, secondsOf(track[0]));
+// The blocks other than measurements that a track needs: the setup, and the ephemeris in force when it begins. Empty
+// when there is no ephemeris yet.
+ByteVector preludeOf(const SeedLog& log, int svid, uint32_t time) {
+    ByteVector setup;
+    ByteVector ephemeris;
+    for (const SeedBlock& block : log.blocks) {
+        const Bytes view{block.bytes.data(), block.bytes.size()};
+        if (zeltNumber(view) == kZeltReceiverSetup) setup = block.bytes;
+        if (isEphemerisOf(view, svid) && log.start + block.second <= int64_t{time}) ephemeris = block.bytes;
+    }
+    if (ephemeris.empty()) return {};
+    append(setup, {ephemeris});
+    return setup;
+}
+
+void writeTrackSeeds(const ByteVector& prelude, int svid, const std::vector<ZeltMeasEpoch>& track,
+                     const fs::path& directory) {
     ByteVector verbose = prelude;
     ByteVector compact = prelude;
     ByteVector verboseEpochs{0, 0};
@@ -98,6 +103,8 @@ void writeTrackSeeds(const SeedLog& log, int svid, const std::vector<ZeltMeasEpo
         append(verboseEpochs, blocks);
         append(compactEpochs, compactBlocks);
     }
+    verbose.push_back(0);  // the byte that sets the options
+    compact.push_back(0);
     const std::string name = "satellite" + std::to_string(svid);
     writeSeed(directory / "conversion", name + "-verbose", verbose);
     writeSeed(directory / "conversion", name + "-compact", compact);
@@ -179,7 +186,9 @@ int main(int argc, char** argv) {
         for (int svid = c.firstSvid; svid <= c.lastSvid; ++svid) {
             const auto track = trackOf(log, svid);
             if (track.empty()) continue;
-            writeTrackSeeds(log, svid, track, directory);
+            const ByteVector prelude = preludeOf(log, svid, secondsOf(track[0]));
+            if (prelude.empty()) continue;
+            writeTrackSeeds(prelude, svid, track, directory);
             break;
         }
     }
