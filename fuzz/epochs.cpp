@@ -62,7 +62,6 @@ void checkEpoch(const ZeltMeasEpoch& epoch, bool isMeas3) {
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     if (size < kModeSize) return 0;
-    // A copy, so that a load behind a block's end is one behind an allocation's.
     static ZeltMeasEpoch epoch;
     epoch = {};
     const auto file = std::make_unique<ZeltFile>();
@@ -78,6 +77,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
             ++at;
             continue;
         }
+        // A copy, so that a load behind a block's end is one behind an allocation's.
         const std::vector<uint8_t> copy(log.data + at, log.data + at + length);
         at += length;
         const Bytes block{copy.data(), copy.size()};
