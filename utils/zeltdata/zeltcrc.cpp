@@ -122,7 +122,9 @@ constexpr size_t kLanes = 4;  // enough to hide the multiplication's latency
 // Factors that move the halves of a lane up by Bits: x^(Bits + 64) and x^Bits modulo the polynomial.
 template <unsigned Bits>
 [[gnu::target("pclmul,ssse3")]] __m128i fold(__m128i lane, __m128i onto) {
-    const __m128i factors = _mm_set_epi64x(timesPowerOfX(1, Bits + 64), timesPowerOfX(1, Bits));
+    constexpr unsigned kHighFactor = timesPowerOfX(1, Bits + 64);
+    constexpr unsigned kLowFactor = timesPowerOfX(1, Bits);
+    const __m128i factors = _mm_set_epi64x(kHighFactor, kLowFactor);
     const __m128i high = _mm_clmulepi64_si128(lane, factors, 0x11);
     const __m128i low = _mm_clmulepi64_si128(lane, factors, 0x00);
     return _mm_xor_si128(onto, _mm_xor_si128(high, low));
