@@ -13,7 +13,7 @@
 namespace {
 
 constexpr const char* kLog = "log";
-constexpr uint32_t kFirstSample = 345750;  // s of the week, of a track's slot 0
+constexpr uint32_t kFirstSample = 346230;  // s of the week, of a track's slot 0
 constexpr size_t kMaxArguments = 64;
 
 // A GPS satellite over one track, all of it plausible.
