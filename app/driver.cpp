@@ -3,7 +3,6 @@
 #include <memory>
 
 #include "utils/geometry/navtools.h"
-#include "utils/zeltdata/zeltnav.h"
 
 namespace {
 
@@ -29,8 +28,7 @@ void dispatchBlock(Bytes block, FilePass& pass) {
     const unsigned interest = mayBeNeeded(zeltWnc(block), zeltTow(block)) ? 0 : kZeltNoteOnly;
     if (zeltCollectMeasBlock(pass.file, block, pass.epoch, kMeasMode | interest)) useEpoch(pass);
     if (isMeas) return;
-    ZeltNavBlock fixed;
-    if (zeltFixNavBlock(block, fixed)) Qon::Nav::StoreNavBlock(pass.store, fixed.bytes());
+    if (zeltFixNavBlock(block, pass.navBlock)) Qon::Nav::StoreNavBlock(pass.store, pass.navBlock.bytes());
 }
 
 void processFile(const RunConfig& config, const RunOptions& options, OutputRegistry& outputs) {

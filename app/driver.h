@@ -10,6 +10,7 @@
 #include "cggtts/trackengine.h"
 #include "utils/nav/navdatadecoder/satnavdecoder/ephemerisstore.h"
 #include "utils/zeltdata/zeltmeasepoch.h"
+#include "utils/zeltdata/zeltnav.h"
 #include "utils/zeltdata/zeltread.h"
 
 // Everything one pass works on.
@@ -22,6 +23,7 @@ struct FilePass {
     OutputRegistry& outputs;
     ZeltFile file;
     ZeltMeasEpoch epoch{};
+    ZeltNavBlock navBlock;
     Qon::Nav::EphemerisStore store;
     CggttsProcessor processor;
     Progress progress;

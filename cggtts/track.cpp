@@ -49,7 +49,8 @@ struct CorrectedSamples {
     std::array<double, kSlotsPerTrack> offsets;
 };
 
-void correctSample(const TrackRecord& record, size_t i, Station& station, CorrectedSamples& corrected) {
+void correctSample(const TrackRecord& record, size_t i, Station& station, GlonassArc& arc,
+                   CorrectedSamples& corrected) {
     const auto& [t, slot, codes] = record.samples[i];
     const double f1 = GetSignalFrequency(codes.signal1, codes.glonassChannel);
     const double f2 = GetSignalFrequency(codes.signal2, codes.glonassChannel);
@@ -64,10 +65,10 @@ void correctSample(const TrackRecord& record, size_t i, Station& station, Correc
     const double relativity = GetRelativisticCorr(record.ephemeris, sent);
     const double sentByClock = t - (clock + ionoFree) / kSpeedOfLight;
     Vector3 satellite;
-    GetSatPosition(record.ephemeris, sentByClock, record.antennaPos, satellite);
+    GetSatPosition(record.ephemeris, sentByClock, record.antennaPos, arc, satellite);
     const double range = GetLineOfSight(record.antennaPos, satellite).range;
-    const AzEl direction = GetAzEl(satellite, record.antennaPos, station);
-    const float tropo = tropoMapping(record.zenithDelay, static_cast<float>(direction.elevation));
+    const double elevation = GetElevation(satellite, record.antennaPos, station);
+    const float tropo = tropoMapping(record.zenithDelay, static_cast<float>(elevation));
 
     corrected.refsv[i] = ionoFree - tropo + relativity - range;
     corrected.refsys[i] = corrected.refsv[i] + clock;
@@ -117,8 +118,9 @@ bool finishTrack(const TrackRecord& record, uint32_t t, const RunConfig& config,
     if (record.sampleCount < kMinSamples) return false;
     const double middle = kHalfTrack + config.leapSeconds;
     Vector3 satellite;
+    GlonassArc arc;
     line.trackStart = t - kTrackLength;
-    GetSatPosition(record.ephemeris, line.trackStart + kHalfTrack + config.leapSeconds, record.antennaPos, satellite);
+    GetSatPosition(record.ephemeris, line.trackStart + middle, record.antennaPos, arc, satellite);
     const AzEl direction = GetAzEl(satellite, record.antennaPos, station);
     if (!(direction.elevation * kDegreesPerRadian >= config.elevationMask)) return false;
     line.elevation = direction.elevation;
@@ -127,7 +129,7 @@ bool finishTrack(const TrackRecord& record, uint32_t t, const RunConfig& config,
 
     const auto n = static_cast<size_t>(record.sampleCount);
     CorrectedSamples corrected;
-    for (size_t i = 0; i < n; ++i) correctSample(record, i, station, corrected);
+    for (size_t i = 0; i < n; ++i) correctSample(record, i, station, arc, corrected);
     fitTrack(corrected, n, middle, line);
     return true;
 }

@@ -44,7 +44,8 @@ struct ReferenceTimeOf {
 void useEphemeris(const Ephemeris& ephemeris, double t) {
     const Vector3 receiver{3582105, 532589, 5232754};
     Vector3 position;
-    GetSatPosition(ephemeris, t, receiver, position);
+    GlonassArc arc;
+    GetSatPosition(ephemeris, t, receiver, arc, position);
     use(position.x + GetSatClockBias(ephemeris, t) + GetRelativisticCorr(ephemeris, t));
     for (int signal = -1; signal <= kNoSignal; ++signal) {
         if (const auto* gps = std::get_if<GpsEphemeris>(&ephemeris)) use(OM_GetSatClockGPS(*gps, signal, t).drift);

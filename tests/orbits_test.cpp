@@ -23,7 +23,8 @@ double dot(const Vector3& a, const Vector3& b) { return a.x * b.x + a.y * b.y + 
 
 Vector3 positionAt(const Ephemeris& ephemeris, double t) {
     Vector3 position;
-    GetSatPosition(ephemeris, t, position, position);  // seen from the Earth's centre
+    GlonassArc arc;
+    GetSatPosition(ephemeris, t, position, arc, position);  // seen from the Earth's centre
     return position;
 }
 
@@ -99,7 +100,8 @@ TEST(Orbits, KeplersEquation) {
 TEST(Orbits, GlonassIntegrationEnds) {
     const Ephemeris any = exampleEphemerides().lower_bound(38)->second.at(0);
     const auto& ephemeris = std::get<GloEphemeris>(any);
-    const auto at = [&](double dt) { return OM_GetSatPosGLO(ephemeris, ReferenceTime(ephemeris) + dt); };
+    GlonassArc arc;
+    const auto at = [&](double dt) { return OM_GetSatPosGLO(ephemeris, ReferenceTime(ephemeris) + dt, arc); };
     EXPECT_EQ(at(0)->x, ephemeris.position.x * 1000);
     EXPECT_EQ(at(0)->z, ephemeris.position.z * 1000);
     for (const double side : {-1.0, 1.0}) {
@@ -109,9 +111,25 @@ TEST(Orbits, GlonassIntegrationEnds) {
     }
     EXPECT_FALSE(at(NAN));
     Vector3 kept{2e7, 0, 0};
-    GetSatPosition(any, 0, {0, 0, 0}, kept);  // far outside: the caller's position is turned
+    GetSatPosition(any, 0, {0, 0, 0}, arc, kept);  // far outside: the caller's position is turned
     EXPECT_EQ(kept.x, 2e7);
     EXPECT_NEAR(kept.y, -2e7 * 2e7 / kC * 7.2921151467e-5, 1e-3);
+}
+
+// Instants in any order share an arc; each position must be what a fresh integration gives.
+TEST(Orbits, GlonassArcChangesNothing) {
+    const Ephemeris any = exampleEphemerides().lower_bound(38)->second.at(0);
+    const auto& ephemeris = std::get<GloEphemeris>(any);
+    GlonassArc shared;
+    for (const double dt : {900.0, 870.0, -10.0, -900.5, -80.0, 79.9, 80.0, 1919.0, 2000.0, 240.0, double{NAN}, -1.0}) {
+        GlonassArc fresh;
+        const auto expected = IntegrateGlonass(ephemeris, dt, fresh);
+        const auto position = IntegrateGlonass(ephemeris, dt, shared);
+        ASSERT_EQ(position.has_value(), expected.has_value()) << dt;
+        if (!expected) continue;
+        EXPECT_EQ(position->x, expected->x) << dt;
+        EXPECT_EQ(position->z, expected->z) << dt;
+    }
 }
 
 TEST(Clocks, PolynomialAndGroupDelays) {

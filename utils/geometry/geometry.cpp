@@ -38,16 +38,36 @@ Vector3 EcefToEnu(const Vector3& d, const LocalFrame& f) {
             f.cosLat * f.cosLon * d.x + f.sinLon * f.cosLat * d.y + f.sinLat * d.z};
 }
 
-AzEl GetAzEl(const Vector3& satellite, const Vector3& receiver, Station& station) {
+namespace {
+
+// East, north and up of the satellite, and the range.
+struct LocalSight {
+    Vector3 enu;
+    double range;
+};
+
+LocalSight localSight(const Vector3& satellite, const Vector3& receiver, Station& station) {
     if (!station.known) {
         const Geodetic geodetic = EcefToGeodetic(receiver);
         station = {true, MakeLocalFrame(geodetic.latitude, geodetic.longitude)};
     }
     const LineOfSight sight = GetLineOfSight(receiver, satellite);
-    const Vector3 enu = EcefToEnu(sight.difference, station.frame);
-    double azimuth = std::atan2(enu.x, enu.y);
+    return {EcefToEnu(sight.difference, station.frame), sight.range};
+}
+
+double elevationOf(const LocalSight& sight) { return std::asin(sight.enu.z / sight.range); }
+
+}  // namespace
+
+AzEl GetAzEl(const Vector3& satellite, const Vector3& receiver, Station& station) {
+    const LocalSight sight = localSight(satellite, receiver, station);
+    double azimuth = std::atan2(sight.enu.x, sight.enu.y);
     if (azimuth < 0) azimuth += kTwoPi;
-    return {azimuth, std::asin(enu.z / sight.range)};
+    return {azimuth, elevationOf(sight)};
+}
+
+double GetElevation(const Vector3& satellite, const Vector3& receiver, Station& station) {
+    return elevationOf(localSight(satellite, receiver, station));
 }
 
 Geodetic EcefToGeodetic(const Vector3& position) {

@@ -53,6 +53,9 @@ Vector3 EcefToEnu(const Vector3& difference, const LocalFrame& frame);
 // later calls use their own receiver position for the line of sight only.
 AzEl GetAzEl(const Vector3& satellite, const Vector3& receiver, Station& station);
 
+// GetAzEl's elevation alone.
+double GetElevation(const Vector3& satellite, const Vector3& receiver, Station& station);
+
 // Bowring's closed form (B. R. Bowring, Survey Review 23, 1976, 323-327), one pass: below 1e-9 rad and 1e-5 m for
 // heights from -5 km to satellite altitudes. On the Z axis the longitude is 0.
 Geodetic EcefToGeodetic(const Vector3& position);

@@ -1,6 +1,7 @@
 // Cursors over packed data: they stop at the end of their bytes and say so, whatever is asked of them.
 #pragma once
 
+#include <bit>
 #include <cstddef>
 #include <cstdint>
 
@@ -9,6 +10,16 @@
 // `width` bits (at most 57) of a little-endian word from bit `first` on.
 inline uint32_t bitField(uint64_t word, unsigned first, unsigned width) {
     return static_cast<uint32_t>((word >> first) & ((uint64_t{1} << width) - 1));
+}
+
+// The set bits of a mask, one by one: the lowest one's number (of a mask that is not 0), and the mask without it.
+template <class Mask>
+size_t lowestBit(Mask mask) {
+    return static_cast<size_t>(std::countr_zero(mask));
+}
+template <class Mask>
+Mask withoutLowestBit(Mask mask) {
+    return static_cast<Mask>(mask & (mask - 1));
 }
 
 // A value of `width` bits (1 to 31) in two's complement.

@@ -119,6 +119,8 @@ struct Satellite {
     Meas3RefSatellite* reference = nullptr;
     bool stored = false;  // the antenna's slots below hold a signal
     std::array<ZeltMeasSignal, kZeltSlots> slots;
+    ZeltMeasSignal spareMaster{};  // where a signal without a slot is decoded
+    ZeltMeasSignal spareSlave{};
     std::array<uint8_t, kMeas3Signals> signalNumbers{};
     int frequencyNumber = 0;
     double codeBase = 0;
@@ -129,10 +131,15 @@ struct Satellite {
     int16_t rate = 0;
     double masterWavelength = 0;
     bool hasMaster = false;
-    ZeltMeasSignal master{};  // its C/N0 as the ranges give it
-    float masterDoppler = 0;
+    ZeltMeasSignal* master = nullptr;
+    float masterCn0 = 0;  // as the ranges give it
 
     double wavelength(size_t index) const { return zeltSignalWavelength(signalNumbers[index], frequencyNumber); }
+    ZeltMeasSignal& startSignal(size_t index, ZeltMeasSignal& spare) {
+        ZeltMeasSignal& signal = zeltSlotOf(signalNumbers[index], slots, spare);
+        zeltStartSignal(signalNumbers[index], signal);
+        return signal;
+    }
 };
 
 // One antenna's ranges at one epoch.
@@ -177,7 +184,7 @@ const Meas3RefSignal* referenceSignal(const Satellite& satellite, size_t index) 
 void startMaster(size_t index, Satellite& satellite) {
     satellite.masterIndex = index;
     satellite.masterWavelength = satellite.wavelength(index);
-    satellite.master = zeltEmptySignal(satellite.signalNumbers[index]);
+    satellite.master = &satellite.startSignal(index, satellite.spareMaster);
     satellite.rate = satellite.reference->rate;
 }
 
@@ -190,7 +197,7 @@ bool takeRate(AntennaDecoder& decoder, Satellite& satellite) {
 bool readMasterShort(uint64_t word, unsigned headerIndex, AntennaDecoder& decoder, Satellite& satellite) {
     startMaster(headerIndex, satellite);
     satellite.slaveMask = static_cast<uint16_t>(fieldOf(word, kShortSlaveMask) << (headerIndex + 1));
-    ZeltMeasSignal& master = satellite.master;
+    ZeltMeasSignal& master = *satellite.master;
     master.pseudorange = satellite.codeBase + codeField(word, kMasterShort);
     setCarrier(master.pseudorange / satellite.masterWavelength, word, kMasterShort, master);
     master.cn0 = static_cast<float>(fieldOf(word, kMasterShort.cn0)) + kMasterShort.cn0Offset;
@@ -206,11 +213,9 @@ bool readMasterLong(uint64_t word, AntennaDecoder& decoder, Satellite& satellite
         mask |= fieldOf(decoder.ranges.take(1).u8(0), kExtendedMask) << kLongSignalMask.width;
     }
     if (mask == 0) return false;
-    unsigned index = 0;
-    while ((mask >> index & 1) == 0) ++index;
-    startMaster(index, satellite);
-    satellite.slaveMask = static_cast<uint16_t>(mask & (mask - 1));
-    ZeltMeasSignal& master = satellite.master;
+    startMaster(lowestBit(mask), satellite);
+    satellite.slaveMask = static_cast<uint16_t>(withoutLowestBit(mask));
+    ZeltMeasSignal& master = *satellite.master;
     master.pseudorange = codeField(word, kMasterLong);
     setCarrier(master.pseudorange / satellite.masterWavelength, word, kMasterLong, master);
     setLongCn0(fieldOf(second, kLongCn0), master);
@@ -226,7 +231,7 @@ void readMasterDelta(uint64_t word, const RecordForm& form, const AntennaDecoder
     if (reference == nullptr) return;
     const int64_t predicted =
         int64_t{satellite.rate} * decoder.sinceReference * kMillimetresPerSecondPerRate / 1000;  // mm
-    ZeltMeasSignal& master = satellite.master;
+    ZeltMeasSignal& master = *satellite.master;
     copyReference(*reference, master);
     master.pseudorange =
         reference->pseudorange + static_cast<double>(predicted) * kUnit + codeField(word, form) - form.codeOffset;
@@ -262,12 +267,12 @@ bool readMaster(unsigned headerIndex, AntennaDecoder& decoder, Satellite& satell
 struct Slave {
     size_t index;
     double wavelength;
-    ZeltMeasSignal signal;
+    ZeltMeasSignal& signal;
     bool present;  // the record yields a signal
 };
 
 void readSlaveShort(uint64_t word, const Satellite& satellite, Slave& slave) {
-    const ZeltMeasSignal& master = satellite.master;
+    const ZeltMeasSignal& master = *satellite.master;
     ZeltMeasSignal& signal = slave.signal;
     const double code = codeField(word, kSlaveShort);
     signal.pseudorange = slave.wavelength > satellite.masterWavelength
@@ -279,13 +284,14 @@ void readSlaveShort(uint64_t word, const Satellite& satellite, Slave& slave) {
                    word, kSlaveShort, signal);
     }
     const auto value = static_cast<float>(fieldOf(word, kSlaveShort.cn0));
-    signal.cn0 = zeltCn0Offset(signal.signalType) == 0 ? master.cn0 - 3 - value : value + kSlaveShort.cn0Offset;
+    signal.cn0 =
+        zeltCn0Offset(signal.signalType) == 0 ? satellite.masterCn0 - 3 - value : value + kSlaveShort.cn0Offset;
     setLock(fieldOf(word, kSlaveShort.lock), signal);
 }
 
 void readSlaveLong(uint64_t word, const Satellite& satellite, Slave& slave) {
     ZeltMeasSignal& signal = slave.signal;
-    signal.pseudorange = satellite.master.pseudorange + codeField(word, kSlaveLong) - kSlaveLong.codeOffset;
+    signal.pseudorange = satellite.master->pseudorange + codeField(word, kSlaveLong) - kSlaveLong.codeOffset;
     setCarrier(signal.pseudorange / slave.wavelength, word, kSlaveLong, signal);
     setLongCn0(fieldOf(word, kSlaveLong.cn0), signal);
     setLock(fieldOf(word, kSlaveLong.lock), signal);
@@ -295,7 +301,7 @@ void readSlaveLong(uint64_t word, const Satellite& satellite, Slave& slave) {
 void readSlaveDelta(uint64_t word, const Satellite& satellite, Slave& slave) {
     const Meas3RefSignal* reference = referenceSignal(satellite, slave.index);
     const Meas3RefSignal* referenceMaster = referenceSignal(satellite, satellite.masterIndex);
-    const double carrier = satellite.master.carrierPhase;
+    const double carrier = satellite.master->carrierPhase;
     slave.present = reference != nullptr && referenceMaster != nullptr && !zeltIsMissing(carrier) &&
                     !zeltIsMissing(reference->carrierPhase) && !zeltIsMissing(referenceMaster->carrierPhase);
     if (!slave.present) return;
@@ -361,10 +367,16 @@ void keepReference(size_t index, const ZeltMeasSignal& signal, Meas3RefSatellite
     reference.signals[index] = {signal.pseudorange, signal.carrierPhase, signal.cn0, signal.lockTime, signal.flags};
 }
 
-void storeSignal(Satellite& satellite, ZeltMeasSignal& signal) {
+// Marks the signal's slot as used, or leaves it empty when there was no signal.
+void finishSignal(bool isPresent, Satellite& satellite, ZeltMeasSignal& signal) {
+    if (!isPresent) {
+        signal.flags = 0;
+        return;
+    }
+    signal.flags |= kZeltSlotUsed;
     if ((satellite.trackingBits & 1) != 0) signal.flags |= kZeltInfoFlag;
     signal.lossOfContinuity = satellite.trackingBits >> 1;
-    if (zeltStoreSignal(satellite.slots, signal)) satellite.stored = true;
+    satellite.stored = satellite.stored || zeltSignalSlot(signal.signalType) >= 0;
 }
 
 // False when the ranges are corrupt, as the two functions that follow.
@@ -376,38 +388,37 @@ bool decodeMaster(unsigned headerIndex, AntennaDecoder& decoder, Satellite& sate
         reference.masterIndex = static_cast<uint8_t>(satellite.masterIndex);
         reference.slaveMask = satellite.slaveMask;
         reference.rate = satellite.rate;
-        keepReference(satellite.masterIndex, satellite.master, reference);
+        keepReference(satellite.masterIndex, *satellite.master, reference);
     }
-    ZeltMeasSignal master = satellite.master;
+    ZeltMeasSignal& master = *satellite.master;
+    satellite.masterCn0 = master.cn0;
     const int32_t code = takeCompanions(decoder.companions, master);
     if (code != kMeas3NoDoppler) {
         const int64_t change = -int64_t{satellite.rate} * kMillimetresPerSecondPerRate - code;  // mm/s
         master.doppler = static_cast<float>(static_cast<double>(change) * kUnit / satellite.masterWavelength);
     }
-    satellite.masterDoppler = master.doppler;
-    if (satellite.hasMaster) storeSignal(satellite, master);
+    finishSignal(satellite.hasMaster, satellite, master);
     return true;
 }
 
 bool decodeSlave(size_t index, AntennaDecoder& decoder, Satellite& satellite) {
-    Slave slave{index, satellite.wavelength(index), zeltEmptySignal(satellite.signalNumbers[index]),
+    Slave slave{index, satellite.wavelength(index), satellite.startSignal(index, satellite.spareSlave),
                 satellite.hasMaster};
     if (!readSlave(decoder, satellite, slave)) return false;
     if (decoder.isReference && slave.present) keepReference(index, slave.signal, *satellite.reference);
     const int32_t code = takeCompanions(decoder.companions, slave.signal);
-    if (code != kMeas3NoDoppler && !zeltIsMissing(satellite.masterDoppler)) {
-        const double fromMaster = satellite.masterDoppler * satellite.masterWavelength * 1000;  // mm/s
+    if (code != kMeas3NoDoppler && !zeltIsMissing(satellite.master->doppler)) {
+        const double fromMaster = satellite.master->doppler * satellite.masterWavelength * 1000;  // mm/s
         slave.signal.doppler = static_cast<float>((fromMaster - code) * kUnit / slave.wavelength);
     }
-    if (slave.present) storeSignal(satellite, slave.signal);
+    finishSignal(slave.present, satellite, slave.signal);
     return true;
 }
 
 bool decodeSignals(unsigned headerIndex, AntennaDecoder& decoder, Satellite& satellite) {
     if (!decodeMaster(headerIndex, decoder, satellite)) return false;
-    for (size_t index = 0; index < kMeas3Signals; ++index) {
-        const bool isLogged = (satellite.slaveMask >> index & 1) != 0;
-        if (isLogged && !decodeSlave(index, decoder, satellite)) return false;
+    for (uint16_t mask = satellite.slaveMask; mask != 0; mask = withoutLowestBit(mask)) {
+        if (!decodeSlave(lowestBit(mask), decoder, satellite)) return false;
     }
     return true;
 }
@@ -430,8 +441,8 @@ bool parseHeader(Bytes bytes, size_t constellation, Header& header) {
     const size_t maskSize = (head & 7) == 7 ? 8 : head & 7;
     header.masterIndex = head >> 3 & 0x0F;
     const Bytes mask = cursor.take(maskSize);
-    for (size_t j = 0; j < 8 * mask.size; ++j) {
-        if ((mask.u8(j / 8) >> (j % 8) & 1) != 0) header.satellites[header.count++] = static_cast<uint8_t>(j);
+    for (uint64_t left = mask.word(); left != 0; left = withoutLowestBit(left)) {
+        header.satellites[header.count++] = static_cast<uint8_t>(lowestBit(left));
     }
     if (constellation == kGlonassIndex) header.glonassNibbles = cursor.take((header.count + 1) / 2);
     if (constellation == kBeiDouIndex) header.beiDouFlags = cursor.take(2).u16(0);
@@ -481,7 +492,7 @@ Meas3RefSatellite& referenceOf(Meas3RefConstellation& constellation, size_t j) {
 // left, into the last.
 void storeSatellite(uint8_t svid, uint8_t glonassChannel, const Satellite& satellite, AntennaDecoder& decoder) {
     ZeltMeasEpoch& epoch = decoder.epoch;
-    int32_t index = 0;
+    int32_t index = decoder.antenna == 0 ? epoch.satelliteCount : 0;  // antenna 0 comes first and logs each once
     while (index < epoch.satelliteCount && epoch.satellites[static_cast<size_t>(index)].svid != svid) ++index;
     const bool isNew = index == epoch.satelliteCount;
     index = std::min(index, kZeltMaxSatellites - 1);
@@ -491,7 +502,11 @@ void storeSatellite(uint8_t svid, uint8_t glonassChannel, const Satellite& satel
         record.glonassChannel = glonassChannel;
         epoch.satelliteCount = index + 1;
     }
-    record.signals[static_cast<size_t>(decoder.antenna)] = satellite.slots;
+    auto& slots = record.signals[static_cast<size_t>(decoder.antenna)];
+    for (size_t slot = 0; slot < slots.size(); ++slot) {
+        slots[slot].flags = 0;
+        if (satellite.slots[slot].flags != 0) slots[slot] = satellite.slots[slot];
+    }
 }
 
 bool decodeSatellite(size_t constellation, const Header& header, size_t n, AntennaDecoder& decoder) {

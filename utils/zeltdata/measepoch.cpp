@@ -57,25 +57,36 @@ void setCarrier(int msb, uint16_t lsb, double wavelength, ZeltMeasSignal& signal
 
 // What the sub-blocks of one satellite share.
 struct SatelliteContext {
+    ZeltMeasSat* satellite = nullptr;
+    bool stored = false;  // the satellite has a signal
     bool oldForm = false;
     bool isOldSbas = false;  // the earlier form logs SBAS satellites with signal numbers of its own
     int frequencyNumber = 0;
+    // Of the type-1 sub-block, to which the type-2 ones refer.
     double masterWavelength = 0;
-    ZeltMeasSignal master{};
+    double masterPseudorange = 0;
+    float masterDoppler = 0;
+    ZeltMeasSignal spare{};  // where a signal or antenna without a place is decoded
 };
 
-ZeltMeasSignal startSignal(const SatelliteContext& context, uint8_t type, uint8_t obsInfo) {
-    const int signal = context.isOldSbas ? static_cast<int>(kSbasL1) : extendedSignal(type & 0x1F, obsInfo);
-    ZeltMeasSignal decoded = zeltEmptySignal(signal);
-    if (!context.oldForm && (obsInfo & kHalfCycleBit) != 0) decoded.flags |= kZeltHalfCycle;
-    return decoded;
+ZeltMeasSignal& startSignal(uint8_t type, uint8_t obsInfo, SatelliteContext& context) {
+    const int number = context.isOldSbas ? static_cast<int>(kSbasL1) : extendedSignal(type & 0x1F, obsInfo);
+    const size_t antenna = type >> 5;
+    ZeltMeasSignal& signal = antenna < context.satellite->signals.size()
+                                 ? zeltSlotOf(number, context.satellite->signals[antenna], context.spare)
+                                 : context.spare;
+    zeltStartSignal(number, signal);
+    if (!context.oldForm && (obsInfo & kHalfCycleBit) != 0) signal.flags |= kZeltHalfCycle;
+    signal.flags |= kZeltSlotUsed;
+    context.stored = context.stored || &signal != &context.spare;
+    return signal;
 }
 
 // Type-1 sub-block: 0 RxChannel, 1 Type (bits 0-4 signal, 5-7 antenna), 2 SVID, 3 Misc (bits 0-3 code MSB),
 // 4 code LSB u32, 8 Doppler i32, 12 carrier LSB u16, 14 carrier MSB i8, 15 C/N0, 16 lock time u16, 18 ObsInfo,
 // 19 number of type-2 sub-blocks.
 void decodeType1(Bytes sub, SatelliteContext& context) {
-    ZeltMeasSignal signal = startSignal(context, sub.u8(1), sub.u8(18));
+    ZeltMeasSignal& signal = startSignal(sub.u8(1), sub.u8(18), context);
     const double wavelength = zeltSignalWavelength(signal.signalType, context.frequencyNumber);
     const int codeMsb = sub.u8(3) & 0x0F;
     const uint32_t codeLsb = sub.u32(4);
@@ -85,53 +96,45 @@ void decodeType1(Bytes sub, SatelliteContext& context) {
     setCarrier(sub.i8(14), sub.u16(12), wavelength, signal);
     setCn0(sub.u8(15), signal);
     signal.lockTime = lockMilliseconds(sub.u16(16), 65535);
-    context.master = signal;
     context.masterWavelength = wavelength;
+    context.masterPseudorange = signal.pseudorange;
+    context.masterDoppler = signal.doppler;
 }
 
 // Type-2 sub-block, relative to its type-1: 0 Type, 1 lock time, 2 C/N0, 3 OffsetsMSB (bits 0-2 code, 3-7 Doppler,
 // two's complement), 4 carrier MSB i8, 5 ObsInfo, 6 code LSB u16, 8 carrier LSB u16, 10 Doppler LSB u16.
-ZeltMeasSignal decodeType2(Bytes sub, const SatelliteContext& context) {
-    const ZeltMeasSignal& master = context.master;
-    ZeltMeasSignal signal = startSignal(context, sub.u8(0), sub.u8(5));
+void decodeType2(Bytes sub, SatelliteContext& context) {
+    ZeltMeasSignal& signal = startSignal(sub.u8(0), sub.u8(5), context);
     const double wavelength = zeltSignalWavelength(signal.signalType, context.frequencyNumber);
     const uint8_t offsets = sub.u8(3);
     const int codeMsb = (offsets & 0x07) - ((offsets & 0x04) != 0 ? 8 : 0);
     const int dopplerMsb = (offsets >> 3) - ((offsets & 0x80) != 0 ? 32 : 0);
     const uint16_t codeLsb = sub.u16(6);
     const uint16_t dopplerLsb = sub.u16(10);
-    if (!(codeMsb == -4 && codeLsb == 0) && !zeltIsMissing(master.pseudorange)) {
-        signal.pseudorange = master.pseudorange + (codeMsb * 65536 + codeLsb) * kCodeUnit;
+    if (!(codeMsb == -4 && codeLsb == 0) && !zeltIsMissing(context.masterPseudorange)) {
+        signal.pseudorange = context.masterPseudorange + (codeMsb * 65536 + codeLsb) * kCodeUnit;
     }
     setCarrier(sub.i8(4), sub.u16(8), wavelength, signal);
-    if (!(dopplerMsb == -16 && dopplerLsb == 0) && !zeltIsMissing(master.doppler)) {
+    if (!(dopplerMsb == -16 && dopplerLsb == 0) && !zeltIsMissing(context.masterDoppler)) {
         signal.doppler = static_cast<float>((dopplerMsb * 65536 + dopplerLsb) * kDopplerUnit +
-                                            master.doppler * context.masterWavelength / wavelength);
+                                            context.masterDoppler * context.masterWavelength / wavelength);
     }
     setCn0(sub.u8(2), signal);
     signal.lockTime = lockMilliseconds(sub.u8(1), 255);
-    return signal;
-}
-
-// False when the antenna of the Type field (bits 5-7) or the signal has no place.
-bool storeSignal(ZeltMeasSat& satellite, uint8_t type, const ZeltMeasSignal& signal) {
-    const size_t antenna = type >> 5;
-    return antenna < satellite.signals.size() && zeltStoreSignal(satellite.signals[antenna], signal);
 }
 
 // Decodes the type-2 sub-blocks that `bytes` begins with; false when one does not fit.
-bool decodeType2s(Bytes bytes, size_t count, size_t length, const SatelliteContext& context, ZeltMeasSat& satellite,
-                  bool& stored) {
+bool decodeType2s(Bytes bytes, size_t count, size_t length, SatelliteContext& context) {
     for (size_t i = 0; i < count; ++i) {
         if (length < kType2Size || !bytes.has(i * length, length)) return false;
-        const Bytes sub = bytes.sub(i * length, length);
-        if (storeSignal(satellite, sub.u8(0), decodeType2(sub, context))) stored = true;
+        decodeType2(bytes.sub(i * length, length), context);
     }
     return true;
 }
 
 // Prepares the record and the context of a type-1 sub-block's satellite; false when it is to be skipped.
-bool startSatellite(Bytes sub, int index, SatelliteContext& context, ZeltMeasSat& satellite) {
+bool startSatellite(Bytes sub, int index, SatelliteContext& context) {
+    ZeltMeasSat& satellite = *context.satellite;
     const uint8_t logged = sub.u8(2);
     const uint8_t rxChannel = sub.u8(0);
     const int freqNr = fieldAbove2(sub.u8(18));
@@ -142,6 +145,7 @@ bool startSatellite(Bytes sub, int index, SatelliteContext& context, ZeltMeasSat
         if (freqNr < kGlonassFirstChannel || freqNr > kGlonassLastChannel) return false;
         satellite.glonassChannel = static_cast<uint8_t>(freqNr);
     }
+    context.stored = false;
     context.isOldSbas = context.oldForm && logged >= 120 && logged <= 140;
     context.frequencyNumber = freqNr - kGlonassChannelOffset;
     return true;
@@ -193,13 +197,11 @@ void zeltDecodeMeasEpoch(Bytes block, ZeltMeasEpoch& epoch) {
         const size_t count2 = sub1.u8(19);
         const size_t offset2 = offset + length1;
         offset = offset2 + count2 * length2;
-        ZeltMeasSat& satellite = epoch.satellites[static_cast<size_t>(epoch.satelliteCount)];
-        if (!startSatellite(sub1, epoch.satelliteCount, context, satellite)) continue;
+        context.satellite = &epoch.satellites[static_cast<size_t>(epoch.satelliteCount)];
+        if (!startSatellite(sub1, epoch.satelliteCount, context)) continue;
         decodeType1(sub1, context);
-        bool stored = storeSignal(satellite, sub1.u8(1), context.master);
-        const Bytes subs2 = block.sub(offset2, block.size);
-        const bool fits = decodeType2s(subs2, count2, length2, context, satellite, stored);
-        if (stored) ++epoch.satelliteCount;
+        const bool fits = decodeType2s(block.sub(offset2, block.size), count2, length2, context);
+        if (context.stored) ++epoch.satelliteCount;
         if (!fits) return;
     }
 }

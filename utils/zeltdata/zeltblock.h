@@ -59,6 +59,7 @@ private:
 };
 
 // Block numbers (bits 0 to 12 of the ID field).
+constexpr uint16_t kZeltBlockNumbers = 0x2000;
 enum ZeltBlockNumber : uint16_t {
     kZeltMeasExtra = 4000,
     kZeltGalNav = 4002,
@@ -95,7 +96,7 @@ constexpr uint8_t kZeltSync2 = '@';
 constexpr uint32_t kZeltNoTow = 0xFFFFFFFF;  // do-not-use
 constexpr uint16_t kZeltNoWnc = 0xFFFF;      // do-not-use
 
-inline uint16_t zeltNumber(Bytes block) { return block.u16(kZeltIdOffset) & 0x1FFF; }
+inline uint16_t zeltNumber(Bytes block) { return block.u16(kZeltIdOffset) % kZeltBlockNumbers; }
 inline int zeltRevision(Bytes block) { return block.u16(kZeltIdOffset) >> 13; }
 inline uint32_t zeltTow(Bytes block) { return block.u32(kZeltTowOffset); }
 inline uint16_t zeltWnc(Bytes block) { return block.u16(kZeltWncOffset); }

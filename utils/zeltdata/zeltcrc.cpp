@@ -82,6 +82,13 @@ uint16_t multiply(uint16_t a, uint16_t b) {
 
 constexpr size_t kIndexStep = 8;
 
+uint16_t crcByTable(const uint8_t* data, size_t size) {
+    uint16_t crc = 0;
+    for (; size >= kStep; size -= kStep, data += kStep) crc = addBytes<kStep>(crc, data);
+    for (; size > 0; --size, ++data) crc = addByte(crc, *data);
+    return crc;
+}
+
 uint16_t crcBefore(const ZeltCrcIndex& index, size_t offset) {
     uint16_t crc = index.before[offset / kIndexStep];
     for (size_t i = offset - offset % kIndexStep; i < offset; ++i) crc = addByte(crc, index.bytes.data[i]);
@@ -90,13 +97,6 @@ uint16_t crcBefore(const ZeltCrcIndex& index, size_t offset) {
 
 }  // namespace
 
-uint16_t zeltCrcByTable(const uint8_t* data, size_t size) {
-    uint16_t crc = 0;
-    for (; size >= kStep; size -= kStep, data += kStep) crc = addBytes<kStep>(crc, data);
-    for (; size > 0; --size, ++data) crc = addByte(crc, *data);
-    return crc;
-}
-
 #ifdef ZELT_CRC_FOLDING
 
 namespace {
@@ -104,10 +104,12 @@ namespace {
 constexpr size_t kLane = 16;
 constexpr size_t kLanes = 4;  // enough to hide the multiplication's latency
 
+constexpr std::ptrdiff_t kStride = kLanes * kLane;
+
 // 16 bytes as a polynomial: the first byte has the highest powers.
+__m128i reversed() { return _mm_set_epi8(0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15); }
 [[gnu::target("pclmul,ssse3")]] __m128i loadLane(const uint8_t* data) {
-    const __m128i reversed = _mm_set_epi8(0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15);
-    return _mm_shuffle_epi8(_mm_loadu_si128(reinterpret_cast<const __m128i*>(data)), reversed);
+    return _mm_shuffle_epi8(_mm_loadu_si128(reinterpret_cast<const __m128i*>(data)), reversed());
 }
 
 // The first `count` of 16 bytes as the lowest powers, zeros above them.
@@ -121,39 +123,71 @@ constexpr size_t kLanes = 4;  // enough to hide the multiplication's latency
 
 // Factors that move the halves of a lane up by Bits: x^(Bits + 64) and x^Bits modulo the polynomial.
 template <unsigned Bits>
-[[gnu::target("pclmul,ssse3")]] __m128i fold(__m128i lane, __m128i onto) {
+__m128i foldFactors() {
     constexpr unsigned kHighFactor = timesPowerOfX(1, Bits + 64);
     constexpr unsigned kLowFactor = timesPowerOfX(1, Bits);
-    const __m128i factors = _mm_set_epi64x(kHighFactor, kLowFactor);
+    return _mm_set_epi64x(kHighFactor, kLowFactor);
+}
+
+template <unsigned Bits>
+[[gnu::target("pclmul,ssse3")]] __m128i fold(__m128i lane, __m128i onto) {
+    const __m128i factors = foldFactors<Bits>();
     const __m128i high = _mm_clmulepi64_si128(lane, factors, 0x11);
     const __m128i low = _mm_clmulepi64_si128(lane, factors, 0x00);
     return _mm_xor_si128(onto, _mm_xor_si128(high, low));
 }
 
-}  // namespace
+struct Lanes {
+    __m128i lane[kLanes];
+};
 
-bool zeltHasCrcFolding() {
-    __builtin_cpu_init();
-    return __builtin_cpu_supports("pclmul") && __builtin_cpu_supports("ssse3");
+// Folds the data, of which it takes whole strides, onto the lanes; returns where it stopped.
+[[gnu::target("pclmul,ssse3")]] const uint8_t* foldStrides(const uint8_t* data, const uint8_t* end, Lanes& lanes) {
+    for (; end - data >= kStride; data += kStride) {
+        for (size_t i = 0; i < kLanes; ++i)
+            lanes.lane[i] = fold<8 * kStride>(lanes.lane[i], loadLane(data + i * kLane));
+    }
+    return data;
+}
+
+// The same with two lanes to a register.
+[[gnu::target("vpclmulqdq,avx2")]] __m256i foldPair(__m256i pair, const uint8_t* data) {
+    const __m256i factors = _mm256_broadcastsi128_si256(foldFactors<8 * kStride>());
+    const __m256i onto = _mm256_shuffle_epi8(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(data)),
+                                             _mm256_broadcastsi128_si256(reversed()));
+    const __m256i high = _mm256_clmulepi64_epi128(pair, factors, 0x11);
+    const __m256i low = _mm256_clmulepi64_epi128(pair, factors, 0x00);
+    return _mm256_xor_si256(onto, _mm256_xor_si256(high, low));
+}
+
+[[gnu::target("vpclmulqdq,avx2")]] const uint8_t* foldStridesInPairs(const uint8_t* data, const uint8_t* end,
+                                                                     Lanes& lanes) {
+    __m256i first = _mm256_set_m128i(lanes.lane[1], lanes.lane[0]);
+    __m256i second = _mm256_set_m128i(lanes.lane[3], lanes.lane[2]);
+    for (; end - data >= kStride; data += kStride) {
+        first = foldPair(first, data);
+        second = foldPair(second, data + 2 * kLane);
+    }
+    lanes = {{_mm256_castsi256_si128(first), _mm256_extracti128_si256(first, 1), _mm256_castsi256_si128(second),
+              _mm256_extracti128_si256(second, 1)}};
+    return data;
 }
 
 // Everything is folded onto 16 bytes that leave the same remainder, for the table to finish. Leading zeros do not
 // change a CRC, so an odd length is made even in front.
-[[gnu::target("pclmul,ssse3")]] uint16_t zeltCrcByFolding(const uint8_t* data, size_t size) {
-    if (size < kLane) return zeltCrcByTable(data, size);
+template <auto FoldStrides>
+[[gnu::target("pclmul,ssse3")]] uint16_t crcByFolding(const uint8_t* data, size_t size) {
+    if (size < kLane) return crcByTable(data, size);
     const size_t head = size % kLane;
     __m128i sum = loadHead(data, head);
     const uint8_t* const end = data + size;
     data += head;
-    if (end - data >= static_cast<std::ptrdiff_t>(2 * kLanes * kLane)) {
-        __m128i lanes[kLanes] = {fold<128>(sum, loadLane(data)), loadLane(data + kLane), loadLane(data + 2 * kLane),
-                                 loadLane(data + 3 * kLane)};
-        data += kLanes * kLane;
-        for (; end - data >= static_cast<std::ptrdiff_t>(kLanes * kLane); data += kLanes * kLane) {
-            for (size_t i = 0; i < kLanes; ++i) lanes[i] = fold<128 * kLanes>(lanes[i], loadLane(data + i * kLane));
-        }
-        sum = lanes[0];
-        for (size_t i = 1; i < kLanes; ++i) sum = fold<128>(sum, lanes[i]);
+    if (end - data >= 2 * kStride) {
+        Lanes lanes{{fold<128>(sum, loadLane(data)), loadLane(data + kLane), loadLane(data + 2 * kLane),
+                     loadLane(data + 3 * kLane)}};
+        data = FoldStrides(data + kStride, end, lanes);
+        sum = lanes.lane[0];
+        for (size_t i = 1; i < kLanes; ++i) sum = fold<128>(sum, lanes.lane[i]);
     }
     for (; data != end; data += kLane) sum = fold<128>(sum, loadLane(data));
     uint8_t folded[kLane];
@@ -162,17 +196,29 @@ bool zeltHasCrcFolding() {
     return addBytes<kLane>(0, folded);
 }
 
+}  // namespace
+
+ZeltCrcWays zeltCrcWays() {
+    __builtin_cpu_init();
+    const bool folding = __builtin_cpu_supports("pclmul") && __builtin_cpu_supports("ssse3");
+    const bool wide = folding && __builtin_cpu_supports("vpclmulqdq") && __builtin_cpu_supports("avx2");
+    return {{{wide, crcByFolding<foldStridesInPairs>}, {folding, crcByFolding<foldStrides>}, {true, crcByTable}}};
+}
+
 #else
 
-bool zeltHasCrcFolding() { return false; }
-
-uint16_t zeltCrcByFolding(const uint8_t* data, size_t size) { return zeltCrcByTable(data, size); }
+ZeltCrcWays zeltCrcWays() { return {{{false, nullptr}, {false, nullptr}, {true, crcByTable}}}; }
 
 #endif
 
 uint16_t zeltCrc(const uint8_t* data, size_t size) {
-    static const bool hasFolding = zeltHasCrcFolding();
-    return hasFolding ? zeltCrcByFolding(data, size) : zeltCrcByTable(data, size);
+    static const auto fastest = [] {
+        size_t way = 0;
+        const ZeltCrcWays ways = zeltCrcWays();
+        while (!ways[way].isAvailable) ++way;
+        return ways[way].crc;
+    }();
+    return fastest(data, size);
 }
 
 bool zeltCrcIsValid(Bytes block) {

@@ -1,6 +1,7 @@
 // The CRC of Zelt blocks: CRC-16 with polynomial 0x1021, initial value 0, not reflected, no final XOR (XMODEM).
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <vector>
@@ -10,11 +11,14 @@
 // The CRC of `size` bytes, by the fastest way that the processor has.
 uint16_t zeltCrc(const uint8_t* data, size_t size);
 
-// The two ways: by tables, 16 bytes a step; and by carry-less multiplication, where zeltHasCrcFolding() says that the
-// processor has it (elsewhere it is the table's).
-uint16_t zeltCrcByTable(const uint8_t* data, size_t size);
-uint16_t zeltCrcByFolding(const uint8_t* data, size_t size);
-bool zeltHasCrcFolding();
+// The ways, fastest first: by carry-less multiplication, two lanes of 16 bytes to a register or one, where the
+// processor has it; and by tables, 16 bytes a step, everywhere.
+struct ZeltCrcWay {
+    bool isAvailable;
+    uint16_t (*crc)(const uint8_t* data, size_t size);
+};
+using ZeltCrcWays = std::array<ZeltCrcWay, 3>;
+ZeltCrcWays zeltCrcWays();
 
 // True when the CRC field of a block (of at least its header) is that of its bytes from the ID field on.
 bool zeltCrcIsValid(Bytes block);

@@ -27,12 +27,16 @@ constexpr MeasKindRow kRows[] = {
     {kZeltMeasFullRange, kMeasFullRangeKind, kNoAntennaField, true},
 };
 
+// By block number: 1 and more is the row's index and 1, as every block of a log asks for it.
+constexpr auto kRowsByNumber = [] {
+    std::array<uint8_t, kZeltBlockNumbers> rows{};
+    for (const MeasKindRow& row : kRows) rows[row.number] = static_cast<uint8_t>(&row - kRows + 1);
+    return rows;
+}();
+
 const MeasKindRow* findRow(Bytes block) {
-    const uint16_t number = zeltNumber(block);
-    for (const MeasKindRow& row : kRows) {
-        if (row.number == number) return &row;
-    }
-    return nullptr;
+    const uint8_t row = kRowsByNumber[zeltNumber(block)];
+    return row == 0 ? nullptr : &kRows[row - 1];
 }
 
 int antennaOf(const MeasKindRow& row, Bytes block) {

@@ -77,9 +77,9 @@ void refillWindow(ZeltFile& file, size_t offset) {
     forgetIndex(file);
 }
 
-// The bytes from file position `pos` on, `count` of them or fewer where the file ends. Going on, `pos` lies in the
-// window or at its end; only after a filtered look-ahead of more than a window, or after a rewind, does it not.
-Bytes bytesAt(ZeltFile& file, int64_t pos, size_t count) {
+// bytesAt() for what is not all in the window. Going on, `pos` lies in the window or at its end; only after a filtered
+// look-ahead of more than a window, or after a rewind, does it not.
+Bytes bytesBeyond(ZeltFile& file, int64_t pos, size_t count) {
     if (pos < file.windowPos || pos > windowEnd(file)) moveWindow(file, pos, kStepBackSeek);
     if (windowEnd(file) - pos < static_cast<int64_t>(count) && !file.endReached) {
         refillWindow(file, static_cast<size_t>(pos - file.windowPos));
@@ -87,11 +87,18 @@ Bytes bytesAt(ZeltFile& file, int64_t pos, size_t count) {
     return Bytes{file.window.data(), file.windowSize}.sub(static_cast<size_t>(pos - file.windowPos), count);
 }
 
+// The bytes from file position `pos` on, `count` of them or fewer where the file ends.
+inline Bytes bytesAt(ZeltFile& file, int64_t pos, size_t count) {
+    const bool isInWindow = pos >= file.windowPos && windowEnd(file) - pos >= static_cast<int64_t>(count);
+    return isInWindow ? Bytes{file.window.data() + (pos - file.windowPos), count} : bytesBeyond(file, pos, count);
+}
+
 // Position of the next first sync byte at or after `pos`, -1 when there is none.
 int64_t findSync(ZeltFile& file, int64_t pos) {
     for (;;) {
         const Bytes rest = bytesAt(file, pos, 1);
         if (rest.size == 0) return -1;
+        if (rest.data[0] == kZeltSync1) return pos;  // as is the rule, one block behind the other
         const auto available = static_cast<size_t>(windowEnd(file) - pos);
         const void* sync = std::memchr(rest.data, kZeltSync1, available);
         if (sync != nullptr) return pos + (static_cast<const uint8_t*>(sync) - rest.data);

@@ -47,16 +47,20 @@ void zeltStartSatellite(uint8_t svid, uint8_t channel, ZeltMeasSat& satellite) {
     }
 }
 
-ZeltMeasSignal zeltEmptySignal(int signal) {
-    ZeltMeasSignal empty{};
-    empty.pseudorange = kNotAvailable;
-    empty.carrierPhase = kNotAvailable;
-    empty.doppler = kNotAvailableF;
-    empty.cn0 = kNotAvailableF;
-    empty.codeVariance = kNotAvailableF;
-    empty.carrierVariance = kNotAvailableF;
-    empty.signalType = static_cast<uint8_t>(signal);
-    return empty;
+ZeltMeasSignal& zeltSlotOf(int signal, std::array<ZeltMeasSignal, kZeltSlots>& slots, ZeltMeasSignal& spare) {
+    const int slot = zeltSignalSlot(signal);
+    return slot < 0 ? spare : slots[static_cast<size_t>(slot)];
+}
+
+void zeltStartSignal(int signal, ZeltMeasSignal& started) {
+    started = {};
+    started.pseudorange = kNotAvailable;
+    started.carrierPhase = kNotAvailable;
+    started.doppler = kNotAvailableF;
+    started.cn0 = kNotAvailableF;
+    started.codeVariance = kNotAvailableF;
+    started.carrierVariance = kNotAvailableF;
+    started.signalType = static_cast<uint8_t>(signal);
 }
 
 void zeltStartEpoch(Bytes block, uint8_t commonFlags, ZeltMeasEpoch& epoch) {
@@ -71,13 +75,4 @@ void zeltStartEpoch(Bytes block, uint8_t commonFlags, ZeltMeasEpoch& epoch) {
     for (const FlagBit& bit : kCommonFlags) {
         if ((commonFlags & bit.logged) != 0) epoch.commonFlags |= bit.stored;
     }
-}
-
-bool zeltStoreSignal(std::array<ZeltMeasSignal, kZeltSlots>& slots, const ZeltMeasSignal& signal) {
-    const int slot = zeltSignalSlot(signal.signalType);
-    if (slot < 0) return false;
-    ZeltMeasSignal& stored = slots[static_cast<size_t>(slot)];
-    stored = signal;
-    stored.flags |= kZeltSlotUsed;
-    return true;
 }

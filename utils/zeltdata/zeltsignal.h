@@ -24,11 +24,11 @@ uint8_t zeltEvenCn0(float cn0);
 // Begins a satellite record: no signal, no GLONASS channel.
 void zeltStartSatellite(uint8_t svid, uint8_t channel, ZeltMeasSat& satellite);
 
-// A signal with every value missing.
-ZeltMeasSignal zeltEmptySignal(int signal);
+// The slot of a signal among an antenna's, `spare` when it has none. Signals are decoded where they are stored.
+ZeltMeasSignal& zeltSlotOf(int signal, std::array<ZeltMeasSignal, kZeltSlots>& slots, ZeltMeasSignal& spare);
+
+// Begins a signal with every value missing and no flags: its slot is empty until kZeltSlotUsed is set.
+void zeltStartSignal(int signal, ZeltMeasSignal& started);
 
 // Empties the epoch and fills in what the header of a block says: time stamp, common flags, clock jumps unknown.
 void zeltStartEpoch(Bytes block, uint8_t commonFlags, ZeltMeasEpoch& epoch);
-
-// Stores a signal in the slot of its type among an antenna's and marks it used; false when it has none.
-bool zeltStoreSignal(std::array<ZeltMeasSignal, kZeltSlots>& slots, const ZeltMeasSignal& signal);

@@ -12,13 +12,9 @@ constexpr double kEarthRateSq = 5.3174941173225e-9;  // 1/s^2
 constexpr double kTwiceEarthRate = 0.0001458423;     // 1/s
 constexpr double kMetresPerKm = 1000;
 
-constexpr double kStep = 80;     // s
-constexpr double kLimit = 1900;  // s, beyond which no further step is begun
+constexpr double kStep = 80;  // s
 
-struct State {
-    Vector3 position;
-    Vector3 velocity;
-};
+using State = GlonassArc::State;
 
 Vector3 addScaled(const Vector3& a, const Vector3& b, double factor) {
     return {a.x + b.x * factor, a.y + b.y * factor, a.z + b.z * factor};
@@ -55,20 +51,22 @@ State rungeKuttaStep(const State& s, const Vector3& lunisolar, double h) {
 
 }  // namespace
 
-std::optional<Vector3> IntegrateGlonass(const GloEphemeris& ephemeris, double dt) {
-    State state{ephemeris.position, ephemeris.velocity};
-    double h = dt < 0 ? -kStep : kStep;
-    double elapsed = 0;
-    for (bool last = false; !last;) {
-        if (std::fabs(elapsed) > kLimit) return std::nullopt;
-        if (std::fabs(elapsed + h) > std::fabs(dt)) {
-            h = dt - elapsed;
-            last = true;
-        }
-        state = rungeKuttaStep(state, ephemeris.acceleration, h);
-        elapsed += h;
+std::optional<Vector3> IntegrateGlonass(const GloEphemeris& ephemeris, double dt, GlonassArc& arc) {
+    const double step = dt < 0 ? -kStep : kStep;
+    if (arc.step != step) {
+        arc.step = step;
+        arc.known = 1;
+        arc.states[0] = {ephemeris.position, ephemeris.velocity};
     }
-    return Vector3{state.position.x * kMetresPerKm, state.position.y * kMetresPerKm, state.position.z * kMetresPerKm};
+    size_t whole = 0;
+    while (whole < kGlonassArcStates && !(std::fabs(dt) < kStep * static_cast<double>(whole + 1))) ++whole;
+    if (whole == kGlonassArcStates) return std::nullopt;
+    for (; arc.known <= whole; ++arc.known) {
+        arc.states[arc.known] = rungeKuttaStep(arc.states[arc.known - 1], ephemeris.acceleration, step);
+    }
+    const double rest = dt - step * static_cast<double>(whole);
+    const Vector3 p = rungeKuttaStep(arc.states[whole], ephemeris.acceleration, rest).position;
+    return Vector3{p.x * kMetresPerKm, p.y * kMetresPerKm, p.z * kMetresPerKm};
 }
 
 }  // namespace Qon::Nav

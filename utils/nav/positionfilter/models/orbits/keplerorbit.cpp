@@ -23,18 +23,38 @@ struct PlanePosition {
     double inclination;
 };
 
+struct EccentricAnomaly {
+    double value;
+    double sine;
+    double cosine;
+};
+
+EccentricAnomaly solveKepler(double m, double e) {
+    constexpr int kMaxCorrections = 11;
+    constexpr double kEnough = 1e-14;
+    EccentricAnomaly anomaly{m, std::sin(m), std::cos(m)};
+    for (int k = 0; k < kMaxCorrections; ++k) {
+        const double correction = (m - anomaly.value + e * anomaly.sine) / (1 - e * anomaly.cosine);
+        const double corrected = anomaly.value + correction;
+        // The last correction mostly vanishes in the rounding.
+        if (corrected != anomaly.value) anomaly = {corrected, std::sin(corrected), std::cos(corrected)};
+        if (std::fabs(correction) <= kEnough) break;
+    }
+    return anomaly;
+}
+
 PlanePosition planePosition(const KeplerOrbit& orbit, const KeplerModel& model, double tk) {
     const double a = orbit.sqrtA * orbit.sqrtA;
     const double n0 = model.sqrtMu / (a * orbit.sqrtA);
     const double m = (orbit.deltaN * kPi + n0) * tk + orbit.m0 * kPi;
     const double e = orbit.e;
-    const double anomaly = OM_SolveKepler(m, e);
-    const double trueAnomaly = std::atan2(std::sqrt(1 - e * e) * std::sin(anomaly), std::cos(anomaly) - e);
+    const EccentricAnomaly anomaly = solveKepler(m, e);
+    const double trueAnomaly = std::atan2(std::sqrt(1 - e * e) * anomaly.sine, anomaly.cosine - e);
     const double phi = orbit.omega * kPi + trueAnomaly;
     const double sin2 = std::sin(2 * phi);
     const double cos2 = std::cos(2 * phi);
     const double u = phi + orbit.cuc * cos2 + orbit.cus * sin2;
-    const double r = (1 - e * std::cos(anomaly)) * a + orbit.crc * cos2 + orbit.crs * sin2;
+    const double r = (1 - e * anomaly.cosine) * a + orbit.crc * cos2 + orbit.crs * sin2;
     const double inclination = (orbit.i0 + orbit.idot * tk) * kPi + orbit.cic * cos2 + orbit.cis * sin2;
     return {r * std::cos(u), r * std::sin(u), inclination};
 }
@@ -50,17 +70,7 @@ Vector3 fromPlane(const PlanePosition& plane, double node) {
 
 }  // namespace
 
-double OM_SolveKepler(double m, double e) {
-    constexpr int kMaxCorrections = 11;
-    constexpr double kEnough = 1e-14;
-    double anomaly = m;
-    for (int k = 0; k < kMaxCorrections; ++k) {
-        const double correction = (m - anomaly + e * std::sin(anomaly)) / (1 - e * std::cos(anomaly));
-        anomaly += correction;
-        if (std::fabs(correction) <= kEnough) break;
-    }
-    return anomaly;
-}
+double OM_SolveKepler(double m, double e) { return solveKepler(m, e).value; }
 
 Vector3 KeplerPosition(const KeplerOrbit& orbit, const KeplerModel& model, double tk) {
     const double node =
@@ -80,8 +90,8 @@ Vector3 GeoPosition(const KeplerOrbit& orbit, const KeplerModel& model, double t
 double KeplerRelativity(const KeplerOrbit& orbit, const KeplerModel& model, double tk) {
     const double sqrtA = orbit.sqrtA;
     const double n0 = model.sqrtMu / (sqrtA * sqrtA * sqrtA);
-    const double anomaly = OM_SolveKepler(orbit.m0 * kPi + (n0 + orbit.deltaN * kPi) * tk, orbit.e);
-    return model.relativity * orbit.e * sqrtA * std::sin(anomaly) * kSpeedOfLight;
+    const EccentricAnomaly anomaly = solveKepler(orbit.m0 * kPi + (n0 + orbit.deltaN * kPi) * tk, orbit.e);
+    return model.relativity * orbit.e * sqrtA * anomaly.sine * kSpeedOfLight;
 }
 
 }  // namespace Qon::Nav

@@ -6,7 +6,6 @@
 #include "utils/geometry/navtools.h"
 #include "utils/geometry/satnames.h"
 #include "utils/geometry/sigtypes.h"
-#include "utils/nav/positionfilter/models/orbits/glonassorbit.h"
 #include "utils/nav/positionfilter/models/orbits/keplerorbit.h"
 
 namespace Qon::Nav {
@@ -84,11 +83,14 @@ double beiDouGroupDelay(const BdsEphemeris& ephemeris, int signal) {
 struct PositionAt {
     double t;
     const Vector3& fallback;
+    GlonassArc& arc;
 
     Vector3 operator()(const std::monostate& /*empty*/) const { return {}; }
     Vector3 operator()(const GpsEphemeris& ephemeris) const { return OM_GetSatPosGPS(ephemeris, t); }
     Vector3 operator()(const GalEphemeris& ephemeris) const { return OM_GetSatPosGAL(ephemeris, t); }
-    Vector3 operator()(const GloEphemeris& ephemeris) const { return OM_GetSatPosGLO(ephemeris, t).value_or(fallback); }
+    Vector3 operator()(const GloEphemeris& ephemeris) const {
+        return OM_GetSatPosGLO(ephemeris, t, arc).value_or(fallback);
+    }
     Vector3 operator()(const BdsEphemeris& ephemeris) const { return OM_GetSatPosBDS(ephemeris, t); }
 };
 
@@ -131,8 +133,8 @@ Vector3 OM_GetSatPosBDS(const BdsEphemeris& ephemeris, double t) {
     return isGeo ? GeoPosition(ephemeris.orbit, kBeiDouModel, tk) : KeplerPosition(ephemeris.orbit, kBeiDouModel, tk);
 }
 
-std::optional<Vector3> OM_GetSatPosGLO(const GloEphemeris& ephemeris, double t) {
-    return IntegrateGlonass(ephemeris, t - ReferenceTime(ephemeris));
+std::optional<Vector3> OM_GetSatPosGLO(const GloEphemeris& ephemeris, double t, GlonassArc& arc) {
+    return IntegrateGlonass(ephemeris, t - ReferenceTime(ephemeris), arc);
 }
 
 SatClock OM_GetSatClockGPS(const GpsEphemeris& ephemeris, int signal, double t) {
@@ -162,8 +164,8 @@ SatClock OM_GetSatClockGLO(const GloEphemeris& ephemeris, int signal, double t) 
             glonassGroupDelay(ephemeris, signal)};
 }
 
-void GetSatPosition(const Ephemeris& ephemeris, double t, const Vector3& receiver, Vector3& position) {
-    position = std::visit(PositionAt{t, position}, ephemeris);
+void GetSatPosition(const Ephemeris& ephemeris, double t, const Vector3& receiver, GlonassArc& arc, Vector3& position) {
+    position = std::visit(PositionAt{t, position, arc}, ephemeris);
     if (std::holds_alternative<std::monostate>(ephemeris)) return;
     position = RotateForTravel(position, GetLineOfSight(receiver, position).range);
 }

@@ -7,6 +7,7 @@
 
 #include "utils/geometry/geometry.h"
 #include "utils/nav/navdatadecoder/satnavdecoder/ephemeris.h"
+#include "utils/nav/positionfilter/models/orbits/glonassorbit.h"
 
 namespace Qon::Nav {
 
@@ -22,7 +23,7 @@ Vector3 OM_GetSatPosBDS(const BdsEphemeris& ephemeris, double t);
 
 // GLONASS ICD, edition 5.1, appendix 3: Runge-Kutta integration of the broadcast state in steps of 80 s. Nothing when
 // t is 1920 s or more away from the reference epoch.
-std::optional<Vector3> OM_GetSatPosGLO(const GloEphemeris& ephemeris, double t);
+std::optional<Vector3> OM_GetSatPosGLO(const GloEphemeris& ephemeris, double t, GlonassArc& arc);
 
 struct SatClock {
     double offset = 0;      // m
@@ -38,8 +39,8 @@ SatClock OM_GetSatClockBDS(const BdsEphemeris& ephemeris, int signal, double t);
 
 // Position at t (the time of transmission, chosen by the caller), turned once for the Earth's rotation while the
 // signal travels to `receiver`. An empty record gives (0, 0, 0); where the GLONASS integration fails, the position
-// that the caller put into `position` is turned instead.
-void GetSatPosition(const Ephemeris& ephemeris, double t, const Vector3& receiver, Vector3& position);
+// that the caller put into `position` is turned instead. `arc` is the ephemeris's own (glonassorbit.h).
+void GetSatPosition(const Ephemeris& ephemeris, double t, const Vector3& receiver, GlonassArc& arc, Vector3& position);
 
 // Clock offset alone, for the constellation's reference signal; 0 for an empty record.
 double GetSatClockBias(const Ephemeris& ephemeris, double t);
