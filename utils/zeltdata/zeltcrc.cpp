@@ -104,7 +104,7 @@ namespace {
 constexpr size_t kLane = 16;
 constexpr size_t kLanes = 4;  // enough to hide the multiplication's latency
 
-constexpr std::ptrdiff_t kStride = kLanes * kLane;
+constexpr size_t kStride = kLanes * kLane;
 
 // 16 bytes as a polynomial: the first byte has the highest powers.
 __m128i reversed() { return _mm_set_epi8(0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15); }
@@ -141,13 +141,13 @@ struct Lanes {
     __m128i lane[kLanes];
 };
 
-// Folds the data, of which it takes whole strides, onto the lanes; returns where it stopped.
-[[gnu::target("pclmul,ssse3")]] const uint8_t* foldStrides(const uint8_t* data, const uint8_t* end, Lanes& lanes) {
-    for (; end - data >= kStride; data += kStride) {
-        for (size_t i = 0; i < kLanes; ++i)
+// Folds whole strides onto the lanes.
+[[gnu::target("pclmul,ssse3")]] void foldStrides(const uint8_t* data, const uint8_t* end, Lanes& lanes) {
+    for (; data != end; data += kStride) {
+        for (size_t i = 0; i < kLanes; ++i) {
             lanes.lane[i] = fold<8 * kStride>(lanes.lane[i], loadLane(data + i * kLane));
+        }
     }
-    return data;
 }
 
 // The same with two lanes to a register.
@@ -160,40 +160,44 @@ struct Lanes {
     return _mm256_xor_si256(onto, _mm256_xor_si256(high, low));
 }
 
-[[gnu::target("vpclmulqdq,avx2")]] const uint8_t* foldStridesInPairs(const uint8_t* data, const uint8_t* end,
-                                                                     Lanes& lanes) {
+[[gnu::target("vpclmulqdq,avx2")]] void foldStridesInPairs(const uint8_t* data, const uint8_t* end, Lanes& lanes) {
     __m256i first = _mm256_set_m128i(lanes.lane[1], lanes.lane[0]);
     __m256i second = _mm256_set_m128i(lanes.lane[3], lanes.lane[2]);
-    for (; end - data >= kStride; data += kStride) {
+    for (; data != end; data += kStride) {
         first = foldPair(first, data);
         second = foldPair(second, data + 2 * kLane);
     }
     lanes = {{_mm256_castsi256_si128(first), _mm256_extracti128_si256(first, 1), _mm256_castsi256_si128(second),
               _mm256_extracti128_si256(second, 1)}};
-    return data;
 }
 
-// Everything is folded onto 16 bytes that leave the same remainder, for the table to finish. Leading zeros do not
-// change a CRC, so an odd length is made even in front.
+// The CRC of 16 folded bytes: folded once more to 80 bits, then to 64, and the rest by table.
+[[gnu::target("pclmul,ssse3")]] uint16_t finishFolding(__m128i sum) {
+    constexpr unsigned kFactor = timesPowerOfX(1, 64);
+    const __m128i factor = _mm_cvtsi64_si128(kFactor);
+    for (int i = 0; i < 2; ++i) sum = _mm_xor_si128(_mm_move_epi64(sum), _mm_clmulepi64_si128(sum, factor, 0x01));
+    const auto rest = static_cast<uint64_t>(_mm_cvtsi128_si64(sum));
+    unsigned crc = 0;
+    for (size_t i = 0; i < sizeof rest; ++i) crc ^= kTables[i][rest >> (8 * i) & 0xFF];
+    return static_cast<uint16_t>(crc);
+}
+
+// Leading zeros do not change a CRC, so the length is made up to whole strides in front.
 template <auto FoldStrides>
 [[gnu::target("pclmul,ssse3")]] uint16_t crcByFolding(const uint8_t* data, size_t size) {
     if (size < kLane) return crcByTable(data, size);
-    const size_t head = size % kLane;
-    __m128i sum = loadHead(data, head);
-    const uint8_t* const end = data + size;
-    data += head;
-    if (end - data >= 2 * kStride) {
-        Lanes lanes{{fold<128>(sum, loadLane(data)), loadLane(data + kLane), loadLane(data + 2 * kLane),
-                     loadLane(data + 3 * kLane)}};
-        data = FoldStrides(data + kStride, end, lanes);
-        sum = lanes.lane[0];
-        for (size_t i = 1; i < kLanes; ++i) sum = fold<128>(sum, lanes.lane[i]);
+    const size_t head = (size - 1) % kStride + 1;
+    Lanes lanes;
+    for (size_t i = 0; i < kLanes; ++i) {
+        const size_t behind = kStride - (i + 1) * kLane;
+        const size_t laneEnd = head > behind ? head - behind : 0;
+        const size_t count = laneEnd < kLane ? laneEnd : kLane;
+        lanes.lane[i] = loadHead(data + laneEnd - count, count);
     }
-    for (; data != end; data += kLane) sum = fold<128>(sum, loadLane(data));
-    uint8_t folded[kLane];
-    _mm_storeu_si128(reinterpret_cast<__m128i*>(folded), sum);
-    _mm_storeu_si128(reinterpret_cast<__m128i*>(folded), loadLane(folded));
-    return addBytes<kLane>(0, folded);
+    FoldStrides(data + head, data + size, lanes);
+    __m128i sum = lanes.lane[0];
+    for (size_t i = 1; i < kLanes; ++i) sum = fold<8 * kLane>(sum, lanes.lane[i]);
+    return finishFolding(sum);
 }
 
 }  // namespace
