@@ -49,7 +49,8 @@ void zeltStartSatellite(uint8_t svid, uint8_t channel, ZeltMeasSat& satellite) {
 
 ZeltMeasSignal& zeltSlotOf(int signal, std::array<ZeltMeasSignal, kZeltSlots>& slots, ZeltMeasSignal& spare) {
     const int slot = zeltSignalSlot(signal);
-    return slot < 0 ? spare : slots[static_cast<size_t>(slot)];
+    if (slot < 0) return spare;
+    return slots[static_cast<size_t>(slot)];
 }
 
 void zeltStartSignal(int signal, ZeltMeasSignal& started) {
