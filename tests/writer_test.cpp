@@ -50,9 +50,8 @@ const DataLine kLine{45,
                      3 * kTenthNs,
                      -7};
 const std::string kPrinted =
-    "R08 FF 60123 032507  780 450 3600   -12345678   -123         988      0   13  96  822  -10  -50    5  -50    5   "
-    "3 "
-    "-7  0 L3P ";
+    "R08 FF 60123 032507  780 450 3600   -12345678   -123         988      0   13  96  822  -10  -50    5  "
+    "-50    5   3 -7  0 L3P ";
 
 TEST(DataLines, EveryColumnInItsPlace) { EXPECT_EQ(printed(kLine), kPrinted + checksum(kPrinted, "%02X\n")); }
 
