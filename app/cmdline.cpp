@@ -26,14 +26,13 @@ constexpr size_t kCodeCapacity = 2;
 struct OffsetRow {
     double AntennaSettings::*offset1;
     double AntennaSettings::*offset2;
-    double factor1;
-    double factor2;  // factor1 - 1
+    double factor;
 };
 constexpr OffsetRow kOffsets[kTrackedConstellations] = {
-    {&AntennaSettings::offsetL1, &AntennaSettings::offsetL2, 2.5457277801631593, 1.5457277801631593},
-    {&AntennaSettings::offsetGloL1, &AntennaSettings::offsetGloL2, 2.543764495985727, 1.543764495985727},
-    {&AntennaSettings::offsetL1, &AntennaSettings::offsetE5a, 2.2606043275188257, 1.2606043275188257},
-    {&AntennaSettings::offsetB1, &AntennaSettings::offsetB2, 2.487168313616926, 1.4871683136169258},
+    {&AntennaSettings::offsetL1, &AntennaSettings::offsetL2, 2.5457277801631593},
+    {&AntennaSettings::offsetGloL1, &AntennaSettings::offsetGloL2, 2.543764495985727},
+    {&AntennaSettings::offsetL1, &AntennaSettings::offsetE5a, 2.2606043275188257},
+    {&AntennaSettings::offsetB1, &AntennaSettings::offsetB2, 2.487168313616926},
 };
 
 char kEmptyArgument[] = "";
@@ -116,7 +115,6 @@ bool getInputFile(int argc, char** argv, RunOptions& options) {
 }
 
 bool completeLeapSeconds(const RunOptions& options, RunConfig& config) {
-    static_assert(kNoLeapSeconds == kZeltNoLeapSeconds);
     if (config.leapSeconds == kNoLeapSeconds) config.leapSeconds = zeltLeapSecondsFromFile(options.inputFile.c_str());
     if (config.leapSeconds != kNoLeapSeconds) return true;
     std::fprintf(stderr, "!! Leap second cannot be determined.  Use -ls option to set it manually.\n");
@@ -146,7 +144,8 @@ bool computePhaseCentres(const AntennaSettings& antenna, RunConfig& config) {
     const LocalFrame frame = MakeLocalFrame(p.latitude, p.longitude);
     for (size_t c = 0; c < kTrackedConstellations; ++c) {
         const OffsetRow& row = kOffsets[c];
-        const double height = p.height + row.factor1 * (antenna.*row.offset1) - row.factor2 * (antenna.*row.offset2);
+        const double height =
+            p.height + row.factor * (antenna.*row.offset1) - (row.factor - 1) * (antenna.*row.offset2);
         config.phaseCentre[c] = GeodeticToEcef(frame, height);
     }
     return true;

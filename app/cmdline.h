@@ -15,9 +15,7 @@
 // consumes are replaced by empty ones.
 bool parseOptions(int argc, char** argv, RunConfig& config, RunOptions& options);
 
-// The options that take part in parsing after -h, -V and -f, in the order in which they are looked for. An argument
-// matches an option when it begins with the option's text, so an option stands before every shorter one that it begins
-// with.
+// Where an option's value goes.
 struct TextTarget {
     std::string* value;
     size_t capacity;  // characters kept
@@ -42,6 +40,10 @@ struct AntennaSettings {
     double offsetB1 = 0;
     double offsetB2 = 0;
 };
+
+// The options that take part in parsing after -h, -V and -f, in the order in which they are looked for. An argument
+// matches an option when it begins with the option's text, so an option stands before every shorter one that it begins
+// with.
 std::vector<Option> optionTable(RunConfig& config, RunOptions& options, AntennaSettings& antenna);
 
 // True when an argument from the first on begins with the option's text. The first such argument is emptied unless

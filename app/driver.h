@@ -36,5 +36,5 @@ void processFile(const RunConfig& config, const RunOptions& options, OutputRegis
 // Handles one block; one whose time stamp is do-not-use is ignored altogether.
 void dispatchBlock(Bytes block, FilePass& pass);
 
-// True when an epoch lies within the time window, its ends included.
+// True when an epoch (GPS week, ms of the week) lies within the time window, its ends included.
 bool isInTimeWindow(const RunOptions& options, uint32_t wnc, uint32_t tow);

@@ -111,12 +111,11 @@ void shiftTime(ByteVector& block, size_t weekOffset, size_t secondOffset, int64_
 }
 
 void shiftKepler(ByteVector& block, const ZeltKeplerLayout& at, double earthRate, int64_t shift) {
-    constexpr double kPi = 3.1415926535898;
     const auto toeOf = [&] { return static_cast<double>(Bytes{block.data(), block.size()}.u32(at.toe)); };
     const double toe = toeOf();
     shiftTime(block, at.wnToe, at.toe, shift);
     shiftTime(block, at.wnToc, at.toc, shift);
-    const double node = Bytes{block.data(), block.size()}.f64(at.omega0) + earthRate * (toeOf() - toe) / kPi;
+    const double node = Bytes{block.data(), block.size()}.f64(at.omega0) + earthRate * (toeOf() - toe) / kIcdPi;
     setBytes(block, at.omega0, std::bit_cast<uint64_t>(std::remainder(node, 2)), 8);
 }
 

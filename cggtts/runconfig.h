@@ -4,13 +4,11 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
-#include <limits>
 
 #include "utils/geometry/geometry.h"
+#include "utils/geometry/navtools.h"
 
 constexpr size_t kTrackedConstellations = 4;  // GPS, GLONASS, Galileo, BeiDou: in this order everywhere
-
-constexpr int32_t kNoLeapSeconds = std::numeric_limits<int32_t>::min();
 
 struct RunConfig {
     // Internal delays (receiver and antenna) of the signals, reference delay and cable delay, ns.
@@ -25,8 +23,8 @@ struct RunConfig {
     double delayReference = 0;
     double delayCable = 0;
 
-    int32_t leapSeconds = kNoLeapSeconds;  // GPS - UTC, s
-    double elevationMask = 10;             // degrees
-    bool contiguous = false;               // 13-minute tracks without gaps instead of the BIPM schedule
+    int32_t leapSeconds = Qon::Nav::kNoLeapSeconds;  // GPS - UTC, s
+    double elevationMask = 10;                       // degrees
+    bool contiguous = false;                         // 13-minute tracks without gaps instead of the BIPM schedule
     std::array<Qon::Nav::Vector3, kTrackedConstellations> phaseCentre;  // antenna, per constellation
 };

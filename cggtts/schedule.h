@@ -6,7 +6,7 @@
 constexpr uint32_t kSampleSpacing = 30;  // s
 constexpr int kSlotsPerTrack = 26;
 constexpr int kLastSlot = kSlotsPerTrack - 1;
-constexpr uint32_t kTrackLength = 780;  // s
+constexpr uint32_t kTrackLength = kSlotsPerTrack * kSampleSpacing;  // s
 constexpr int kNoSlot = -1;
 
 // 1997-10-01 00:00, MJD 50722, in seconds since 1980-01-06: the origin of the BIPM schedule.

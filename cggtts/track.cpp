@@ -49,6 +49,11 @@ struct CorrectedSamples {
     std::array<double, kSlotsPerTrack> offsets;
 };
 
+int frequencyChannel(const Ephemeris& ephemeris) {
+    const auto* glonass = std::get_if<GloEphemeris>(&ephemeris);
+    return glonass == nullptr ? 0 : glonass->channel - kGlonassChannelOffset;
+}
+
 void correctSample(const TrackRecord& record, size_t i, Station& station, GlonassArc& arc,
                    CorrectedSamples& corrected) {
     const auto& [t, slot, codes] = record.samples[i];
@@ -126,6 +131,7 @@ bool finishTrack(const TrackRecord& record, uint32_t t, const RunConfig& config,
     line.elevation = direction.elevation;
     line.azimuth = direction.azimuth;
     line.ioe = IssueOfEphemeris(record.ephemeris);
+    line.frequencyChannel = frequencyChannel(record.ephemeris);
 
     const auto n = static_cast<size_t>(record.sampleCount);
     CorrectedSamples corrected;

@@ -27,11 +27,6 @@ CodePair findCodes(const ZeltMeasSat& satellite, const Constellation& constellat
     return codes;
 }
 
-int frequencyChannel(const Ephemeris& ephemeris) {
-    const auto* glonass = std::get_if<GloEphemeris>(&ephemeris);
-    return glonass == nullptr ? 0 : glonass->channel - kGlonassChannelOffset;
-}
-
 }  // namespace
 
 CggttsProcessor::CggttsProcessor(const RunConfig& config, const EphemerisStore& store)
@@ -91,7 +86,6 @@ bool CggttsProcessor::closeTracks(uint32_t t) {
             const bool hasRoom = buffer.size() < kLineBufferFull;
             if (!hasRoom || !finishTrack(*record, t, config_, station_, line)) continue;
             line.svid = static_cast<uint8_t>(svid);
-            line.frequencyChannel = frequencyChannel(record->ephemeris);
             formatDataLine(line, buffer);
         }
         waiting = waiting || !buffer.empty();

@@ -16,11 +16,13 @@ public:
     // Both are read at every epoch and must outlive the processor.
     CggttsProcessor(const RunConfig& config, const Qon::Nav::EphemerisStore& store);
 
-    // Takes one measurement epoch. True when its instant closed the tracks and at least one line is waiting in the
-    // line buffers. Epochs whose whole second is no multiple of 30, or is that of the last sample, change nothing.
+    // Takes one measurement epoch, of which it uses the first antenna's codes. True when its instant closed the tracks
+    // and at least one line is waiting in the line buffers. Epochs whose whole second is no multiple of 30, or is that
+    // of the last sample, change nothing.
     bool addEpoch(const ZeltMeasEpoch& epoch);
 
-    // The lines of the last closing, per index into kConstellations.
+    // The lines of the last closing, per index into kConstellations, by satellite number. No line is begun behind
+    // 2850 characters: 23 lines are the most (deliberate).
     std::string& lineBuffer(size_t constellation) { return lineBuffers_[constellation]; }
 
     // The last sample instant, s since 1980-01-06; 0 before the first.

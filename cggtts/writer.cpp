@@ -7,6 +7,7 @@
 #include <limits>
 
 #include "cggtts/schedule.h"
+#include "utils/geometry/constants.h"
 #include "utils/geometry/navtools.h"
 #include "utils/geometry/satnames.h"
 
@@ -19,7 +20,7 @@ struct Scale {
     double factor;
     double divisor;
 };
-constexpr Scale kTenthDegrees{1800.0, 3.1415926535898};
+constexpr Scale kTenthDegrees{1800.0, Qon::Nav::kIcdPi};
 constexpr Scale kTenthNs{33.3564095198152, 1};    // m
 constexpr Scale kTenthPs{33356.409519815206, 1};  // m/s
 constexpr Scale kAsIs{1, 1};

@@ -7,10 +7,11 @@
 #include "cggtts/constellations.h"
 #include "cggtts/runconfig.h"
 
-constexpr const char* kProgramVersion = "zelt2cggtts-1.3.3";
+constexpr const char* kProgramVersion = "zelt2cggtts-" ZELT_VERSION;
 
 // The values of one data line. Lengths are in m (delays as c times the delay), rates in m/s, angles in rad. A value
-// that rounds to more characters than its column has is printed as asterisks.
+// that rounds to more characters than its column has is printed as asterisks; before that, one that is no number, or
+// beyond 32 bits in its column's unit, becomes -2147483648.
 struct DataLine {
     uint8_t svid = 0;
     uint32_t trackStart = 0;  // s since 1980-01-06

@@ -37,7 +37,7 @@ ByteVector makeLog() {
 }
 
 void checkOptions(const RunConfig& config, const RunOptions& options) {
-    require(config.leapSeconds != kNoLeapSeconds, "a leap second");
+    require(config.leapSeconds != Qon::Nav::kNoLeapSeconds, "a leap second");
     require(options.laboratoryCode.size() == 2 && options.receiverId.size() == 2, "codes of two characters");
     const struct {
         const std::string& text;

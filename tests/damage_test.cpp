@@ -157,7 +157,7 @@ constexpr Damage kDamages[] = {
 };
 
 TEST(Damage, CostsNoLineThatItDidNotTouch) {
-    const std::string log = readFile(ZELT_EXAMPLES "/esbc-2020-06-25-3h.zelt").substr(0, kLogSize);
+    const std::string log = readFile(kExampleLog, std::ios::binary).substr(0, kLogSize);
     const auto sources = sourcesOf(log);
     const TestDirectory directory("damage");
     const auto lines = convert(directory, log);

@@ -45,6 +45,7 @@ TEST(Geometry, AzimuthAndElevation) {
         const AzEl direction = GetAzEl(satellite, receiver, station);
         EXPECT_NEAR(direction.elevation, elevation * kRadian, 1e-9);
         EXPECT_NEAR(direction.azimuth, azimuth * kRadian, 1e-9);
+        EXPECT_EQ(GetElevation(satellite, receiver, station), direction.elevation);
     }
     // The frame stays that of the first receiver: seen from the pole, "up" is still the equator's.
     const AzEl kept = GetAzEl({1e7, 0, 6356752}, {0, 0, 6356752}, station);

@@ -78,8 +78,9 @@ inline ByteVector joined(const std::vector<ByteVector>& parts) {
     return all;
 }
 
-inline std::string readFile(const std::filesystem::path& path) {
-    std::ifstream in(path);
+// A file of text, its line ends as one byte, or with std::ios::binary the bytes of any file.
+inline std::string readFile(const std::filesystem::path& path, std::ios::openmode mode = std::ios::in) {
+    std::ifstream in(path, mode);
     return {std::istreambuf_iterator<char>(in), {}};
 }
 

@@ -9,6 +9,7 @@
 #include "utils/geometry/navtools.h"
 #include "utils/geometry/satnames.h"
 #include "utils/nav/navdatadecoder/satnavdecoder/ephemerisstore.h"
+#include "utils/nav/positionfilter/models/orbits/keplerorbit.h"
 #include "utils/zeltdata/zeltnav.h"
 
 using namespace Qon::Nav;

@@ -132,6 +132,17 @@ TEST(Schedule, AgreesWithTheBipmList) {
     }
 }
 
+// In 32 bits week 7101 wraps, and the instants move within the weeks from there on.
+TEST(Schedule, NoSampleInstantIsPassedOver) {
+    for (const uint32_t week : {2111U, 7100U, 7101U, 7102U, 65534U}) {
+        for (uint32_t second = 0; second < 604800; ++second) {
+            const bool isInstant = (week * 604800 + second) % kSampleSpacing == 0;
+            ASSERT_TRUE(!isInstant || mayBeNeeded(week, second * 1000 + 999)) << week << ' ' << second;
+        }
+    }
+    EXPECT_FALSE(mayBeNeeded(2111, 31000));
+}
+
 TEST(Schedule, ContiguousTracksHaveNoGaps) {
     constexpr uint32_t kAnchor = 1276992000 + 90;
     for (uint32_t n = 0; n < 100; ++n) {

@@ -2,6 +2,8 @@
 
 #include <cmath>
 
+#include "utils/geometry/constants.h"
+
 namespace Qon::Nav {
 namespace {
 
@@ -13,7 +15,6 @@ constexpr double kOneMinusEccentricitySq = 0.9933056200098587;
 constexpr double kEccentricitySqTimesA = 42697.67270717997;
 constexpr double kSecondEccentricitySqTimesB = 42841.31151331357;
 
-constexpr double kPi = 3.1415926535898;
 constexpr double kHalfPi = 1.5707963267949;
 constexpr double kTwoPi = 6.283185307179586;
 
@@ -82,8 +83,8 @@ Geodetic EcefToGeodetic(const Vector3& position) {
     const double cosBetaCubed = (1 - sinBeta * sinBeta) * std::cos(beta);
     double latitude = std::atan2(z + kSecondEccentricitySqTimesB * sinBeta * sinBeta * sinBeta,
                                  p - kEccentricitySqTimesA * cosBetaCubed);
-    if (latitude > kHalfPi) latitude -= kPi;
-    if (latitude < -kHalfPi) latitude += kPi;
+    if (latitude > kHalfPi) latitude -= kIcdPi;
+    if (latitude < -kHalfPi) latitude += kIcdPi;
     const double sinLat = std::sin(latitude);
     const double height =
         p * std::cos(latitude) + z * sinLat - kSemiMajorAxis * std::sqrt(1 - kEccentricitySq * sinLat * sinLat);

@@ -2,12 +2,15 @@
 #pragma once
 
 #include <cstdint>
+#include <limits>
 
 namespace Qon::Nav {
 
 constexpr uint32_t kSecondsPerWeek = 604800;
 constexpr uint32_t kSecondsPerDay = 86400;
 constexpr int64_t kMillisecondsPerWeek = 604800000;
+
+constexpr int32_t kNoLeapSeconds = std::numeric_limits<int32_t>::min();  // GPS - UTC is not known
 
 // Seconds since the GPS origin of a week and a second of that week, in unsigned 32-bit arithmetic (it wraps in
 // week 7101) and widened: the time of a reference epoch as every comparison uses it.

@@ -30,6 +30,7 @@ enum SignalType : int {
     kGalE5a = 20,
     kGalE5b = 21,
     kGalE5 = 22,
+    kLBandData = 23,
     kSbasL1 = 24,
     kBdsB1I = 28,
     kBdsB2I = 29,

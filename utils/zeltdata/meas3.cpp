@@ -91,6 +91,7 @@ constexpr Field kExtendedMask{0, 7};
 // The forms by the low bits of their first byte; the rest are differences to the reference epoch.
 bool isShortRecord(uint8_t head) { return (head & 1) != 0; }
 bool isLongRecord(uint8_t head) { return (head & 3) == 0; }
+bool isWideDelta(uint8_t head) { return (head & 12) == 12; }  // of masters: C/N0 values that the small form leaves out
 
 uint32_t fieldOf(uint64_t word, const Field& field) { return bitField(word, field.first, field.width); }
 
@@ -257,7 +258,7 @@ bool readMaster(unsigned headerIndex, AntennaDecoder& decoder, Satellite& satell
         return takeRecord(kMasterShort, decoder, word) && readMasterShort(word, headerIndex, decoder, satellite);
     }
     if (isLongRecord(head)) return takeRecord(kMasterLong, decoder, word) && readMasterLong(word, decoder, satellite);
-    const RecordForm& form = (head & 12) == 12 ? kMasterDelta : kMasterSmallDelta;
+    const RecordForm& form = isWideDelta(head) ? kMasterDelta : kMasterSmallDelta;
     if (!takeRecord(form, decoder, word)) return false;
     readMasterDelta(word, form, decoder, satellite);
     return true;
@@ -434,7 +435,9 @@ struct Header {
     size_t size = 0;
 };
 
-// Reads the header that `bytes` begins with; false when it does not fit.
+// Reads the header that `bytes` begins with; false when it does not fit. First byte: bits 0-2 bytes of the satellite
+// mask (7: 8 bytes), 3-6 signal index of short masters, 7 a mask of excluded signals is there. Then the satellite mask;
+// of GLONASS a nibble per satellite, its frequency number + 8; of BeiDou 16 flags; the mask of excluded signals.
 bool parseHeader(Bytes bytes, size_t constellation, Header& header) {
     ByteCursor cursor{bytes};
     const uint8_t head = cursor.take(1).u8(0);

@@ -1,9 +1,9 @@
 // Zelt blocks: what every block begins with, the block numbers, and bounds-checked little-endian access to their bytes.
 #pragma once
 
+#include <bit>
 #include <cstddef>
 #include <cstdint>
-#include <cstring>
 
 // A view of bytes that belong to somebody else. A load that does not lie wholly inside yields 0, so no offset can
 // leave the view; a decoder asks has() once per block or sub-block where a missing field must not pass for a 0.
@@ -26,8 +26,8 @@ struct Bytes {
     int i8(size_t offset) const { return u8(offset) < 0x80 ? u8(offset) : u8(offset) - 0x100; }
     int16_t i16(size_t offset) const { return static_cast<int16_t>(u16(offset)); }
     int32_t i32(size_t offset) const { return static_cast<int32_t>(u32(offset)); }
-    float f32(size_t offset) const { return bitCast<float>(u32(offset)); }
-    double f64(size_t offset) const { return bitCast<double>(u64(offset)); }
+    float f32(size_t offset) const { return std::bit_cast<float>(u32(offset)); }
+    double f64(size_t offset) const { return std::bit_cast<double>(u64(offset)); }
 
     // The whole view, up to 8 bytes of it, as one word.
     uint64_t word() const {
@@ -46,14 +46,6 @@ private:
         for (size_t i = 0; i < sizeof(Value); ++i) {
             value = static_cast<Value>(value | static_cast<Value>(Value{data[offset + i]} << (8 * i)));
         }
-        return value;
-    }
-
-    template <class To, class From>
-    static To bitCast(From bits) {
-        static_assert(sizeof(To) == sizeof(From));
-        To value;
-        std::memcpy(&value, &bits, sizeof value);
         return value;
     }
 };

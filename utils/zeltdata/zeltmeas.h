@@ -2,8 +2,9 @@
 //
 // An epoch is logged either as a MeasEpoch, possibly refined by MeasExtra and MeasFullRange, or as a Meas3Ranges of
 // one or two antennas with up to four companions each. Blocks belong to one epoch when their TOW is the same. The
-// epoch is complete when a block of another TOW or of another kind comes, or, reading from a file, when the block that
-// follows is such a one.
+// epoch is complete when a block of another TOW, or one without measurements, comes. Reading from a file, it is
+// complete with its last block already: the one that follows is looked at. Without a file, it is complete as soon as
+// the kinds collected are those of the epoch before.
 #pragma once
 
 #include <array>
@@ -20,7 +21,8 @@ struct ZeltFile;
 // What zeltCollectMeasBlock may decode, or-ed together.
 constexpr unsigned kZeltAllowMeas3 = 1;
 constexpr unsigned kZeltAllowMeasEpoch = 2;
-constexpr unsigned kZeltNoteOnly = 4;   // the block's epoch is of no interest: follow it, but do not decode it
+constexpr unsigned kZeltNoteOnly =
+    4;  // the block's epoch is of no interest, nor a reference: follow it, but do not decode it
 constexpr unsigned kZeltCodesOnly = 8;  // no blocks that do not bear on pseudoranges: what they refine stays coarse
 
 // The kinds of measurement block that an epoch may be made of, in the order of their pending marks.
@@ -36,7 +38,7 @@ enum ZeltMeasKind : size_t {
     kMeasKinds,
 };
 
-// The copy of a block of the epoch being collected; empty while there is none.
+// The copy of a block of the epoch being collected; empty while there is none, or when it was noted only.
 struct ZeltBlockCopy {
     std::vector<uint8_t> storage;  // keeps its capacity from epoch to epoch
     size_t size = 0;

@@ -18,10 +18,10 @@ struct NavRow {
     std::array<size_t, 2> weeks;  // offsets, u16
 };
 constexpr NavRow kNavRows[] = {
-    {kZeltGpsNav, WeekFix::kResolve, 140, {kZeltGpsKepler.wnToe, kZeltGpsKepler.wnToc}},
-    {kZeltGalNav, WeekFix::kNone, 148, {}},
-    {kZeltGloNav, WeekFix::kResolve, 91, {ZeltGloNav::kWnToe, ZeltGloNav::kWnToe}},
-    {kZeltBdsNav, WeekFix::kBeiDou, 140, {kZeltGpsKepler.wnToe, kZeltGpsKepler.wnToc}},
+    {kZeltGpsNav, WeekFix::kResolve, kZeltGpsKepler.wnToe + 2, {kZeltGpsKepler.wnToe, kZeltGpsKepler.wnToc}},
+    {kZeltGalNav, WeekFix::kNone, kZeltNavMaxSize, {}},
+    {kZeltGloNav, WeekFix::kResolve, ZeltGloNav::kHealthFlag + 1, {ZeltGloNav::kWnToe, ZeltGloNav::kWnToe}},
+    {kZeltBdsNav, WeekFix::kBeiDou, kZeltGpsKepler.wnToe + 2, {kZeltGpsKepler.wnToe, kZeltGpsKepler.wnToc}},
 };
 
 uint16_t fullWeek(WeekFix fix, uint16_t currentWeek, uint16_t week) {

@@ -129,7 +129,7 @@ constexpr size_t kTb = 86;          // u16, minutes of the GLONASS day (UTC(SU) 
 constexpr size_t kHealthFlag = 90;  // u8, 0: usable
 }  // namespace ZeltGloNav
 
-constexpr size_t kZeltNavMaxSize = 148;  // of what is read of a navigation block
+constexpr size_t kZeltNavMaxSize = ZeltGalNav::kBgdE1E6a + 4;  // of what is read of a navigation block
 
 // A navigation block as far as it is read, with its satellite number and weeks completed.
 struct ZeltNavBlock {

@@ -19,7 +19,6 @@ constexpr size_t kProductName = 328;      // 40 characters, the last a NUL; revi
 constexpr size_t kLatitude = 368;         // f64, rad; revision 4
 constexpr size_t kLongitude = 376;        // f64, rad
 constexpr size_t kHeight = 384;           // f32, m
-constexpr size_t kSetupSize = 424;
 constexpr int kProductNameRevision = 3;
 constexpr int kPositionRevision = 4;
 
@@ -52,7 +51,7 @@ ZeltReceiverSetup parseSetup(Bytes block) {
 int32_t leapSecondsFromTable(int64_t gpsSecond) {
     const auto* next = std::lower_bound(std::begin(kLeapSeconds), std::end(kLeapSeconds), gpsSecond);
     const auto count = static_cast<int32_t>(next - std::begin(kLeapSeconds));
-    return count == 0 || gpsSecond >= kTableEnd ? kZeltNoLeapSeconds : count;
+    return count == 0 || gpsSecond >= kTableEnd ? kNoLeapSeconds : count;
 }
 
 int32_t leapSecondsOfBlock(Bytes block) {
@@ -64,7 +63,7 @@ int32_t leapSecondsOfBlock(Bytes block) {
     if (!stamped && (number == kZeltGpsUtc || number == kZeltUtc2) && block.has(kDeltaTls, 1)) {
         return block.i8(kDeltaTls);
     }
-    return kZeltNoLeapSeconds;
+    return kNoLeapSeconds;
 }
 
 }  // namespace
@@ -74,7 +73,7 @@ bool zeltReadReceiverSetup(const char* path, ZeltReceiverSetup& setup) {
     zeltOpenFile(path, file);
     Bytes block;
     const int result = zeltGetNextBlock(file, block, kZeltReceiverSetup, kZeltReceiverSetup, kZeltPeek);
-    if (result == kZeltFound) setup = parseSetup(block.sub(0, kSetupSize));
+    if (result == kZeltFound) setup = parseSetup(block);
     zeltCloseFile(file);
     return result == kZeltFound;
 }
@@ -82,10 +81,9 @@ bool zeltReadReceiverSetup(const char* path, ZeltReceiverSetup& setup) {
 int32_t zeltLeapSecondsFromFile(const char* path) {
     ZeltFile file;
     zeltOpenFile(path, file);
-    int32_t value = kZeltNoLeapSeconds;
+    int32_t value = kNoLeapSeconds;
     Bytes block;
-    while (value == kZeltNoLeapSeconds &&
-           zeltGetNextBlock(file, block, kZeltAnyBlock, kZeltAnyBlock, 0) == kZeltFound) {
+    while (value == kNoLeapSeconds && zeltGetNextBlock(file, block, kZeltAnyBlock, kZeltAnyBlock, 0) == kZeltFound) {
         value = leapSecondsOfBlock(block);
     }
     zeltCloseFile(file);

@@ -2,7 +2,6 @@
 #pragma once
 
 #include <cstdint>
-#include <limits>
 #include <string>
 
 #include "utils/geometry/geometry.h"
@@ -17,13 +16,11 @@ struct ZeltReceiverSetup {
     Qon::Nav::Geodetic position;
 };
 
-constexpr int32_t kZeltNoLeapSeconds = std::numeric_limits<int32_t>::min();
-
 // False, with `setup` untouched, when the file holds no ReceiverSetup block. Opens and closes the file (a failure is
 // fatal). A block shorter than its fields counts as filled up with zeros.
 bool zeltReadReceiverSetup(const char* path, ZeltReceiverSetup& setup);
 
-// Leap seconds (GPS - UTC): of the first measurement epoch before 2020-01-01, by a table that ends there, or of the
+// Leap seconds (GPS - UTC): of the first MeasEpoch or Meas3Ranges from 1981-07-01 to 2019-12-31, by a table, or of the
 // first UTC block whose time stamp is do-not-use (one with a valid time stamp is passed over, deliberately), whichever
-// comes first; kZeltNoLeapSeconds when the file has neither. Opens and closes the file (a failure is fatal).
+// comes first; Qon::Nav::kNoLeapSeconds when the file has neither. Opens and closes the file (a failure is fatal).
 int32_t zeltLeapSecondsFromFile(const char* path);

@@ -12,7 +12,6 @@ constexpr int8_t kSlots[] = {
     0, 1, 2, 3, 4, 5, 0, 1, 0, 1, 2, 3, 4, 3, 4,  0, 0,  // 0 to 16
     1, 2, 3, 4, 5, 6, 0, 0, 1, 2, 3, 0, 1, 2, -1, 4, 5,  // 17 to 33
 };
-constexpr int kLBandSignal = 23;
 constexpr float kDefaultDopplerVarianceFactor = 163.0F;
 
 struct FlagBit {
@@ -26,7 +25,7 @@ constexpr FlagBit kCommonFlags[] = {{0x01, 0x01}, {0x02, 0x02}, {0x08, 0x08}, {0
 double zeltSignalWavelength(int signal, int k) {
     const double fdma = GetFdmaWavelength(signal, k);
     if (fdma > 0) return fdma;
-    const double wavelength = signal == kLBandSignal ? 0 : GetSignalWavelength(signal, 0);
+    const double wavelength = signal == kLBandData ? 0 : GetSignalWavelength(signal, 0);
     return wavelength > 0 ? wavelength : GetSignalWavelength(kGpsL1Ca, 0);
 }
 

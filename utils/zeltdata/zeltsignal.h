@@ -6,7 +6,7 @@
 #include "utils/zeltdata/zeltmeasepoch.h"
 
 // Wavelength in m of a signal number; k is the GLONASS frequency number, of any value. A signal number without a
-// carrier of its own counts as L1.
+// carrier, and L-band, count as L1 (deliberate).
 double zeltSignalWavelength(int signal, int k);
 
 // The slot (0 to 6) in which a signal is stored, -1 when it has none.
@@ -24,7 +24,7 @@ uint8_t zeltEvenCn0(float cn0);
 // Begins a satellite record: no signal, no GLONASS channel.
 void zeltStartSatellite(uint8_t svid, uint8_t channel, ZeltMeasSat& satellite);
 
-// The slot of a signal among an antenna's, `spare` when it has none. Signals are decoded where they are stored.
+// The slot of a signal among an antenna's, `spare` when it has none.
 ZeltMeasSignal& zeltSlotOf(int signal, std::array<ZeltMeasSignal, kZeltSlots>& slots, ZeltMeasSignal& spare);
 
 // Begins a signal with every value missing and no flags: its slot is empty until kZeltSlotUsed is set.

@@ -2,17 +2,12 @@
 
 #include <cmath>
 
-#include "utils/nav/positionfilter/models/orbits/orbits.h"
+#include "utils/geometry/constants.h"
 
 namespace Qon::Nav {
-
-const KeplerModel kGpsModel = {std::sqrt(3.986005e14), 7.2921151467e-5, -4.442807633e-10};
-const KeplerModel kGalileoModel = {19964980.385665298, 7.2921151467e-5, -4.442807309e-10};
-const KeplerModel kBeiDouModel = {std::sqrt(3.986004418e14), 7.292115e-5, -4.442807309e-10};
-
 namespace {
 
-constexpr double kPi = 3.1415926535898;         // of the interface documents: semicircles to radians
+constexpr double kMu = 3.986004418e14;          // m^3/s^2, of Galileo and BeiDou
 constexpr double kCosTilt = 0.996194698091746;  // 5 degrees
 constexpr double kSinTilt = 0.0871557427476582;
 
@@ -46,16 +41,16 @@ EccentricAnomaly solveKepler(double m, double e) {
 PlanePosition planePosition(const KeplerOrbit& orbit, const KeplerModel& model, double tk) {
     const double a = orbit.sqrtA * orbit.sqrtA;
     const double n0 = model.sqrtMu / (a * orbit.sqrtA);
-    const double m = (orbit.deltaN * kPi + n0) * tk + orbit.m0 * kPi;
+    const double m = (orbit.deltaN * kIcdPi + n0) * tk + orbit.m0 * kIcdPi;
     const double e = orbit.e;
     const EccentricAnomaly anomaly = solveKepler(m, e);
     const double trueAnomaly = std::atan2(std::sqrt(1 - e * e) * anomaly.sine, anomaly.cosine - e);
-    const double phi = orbit.omega * kPi + trueAnomaly;
+    const double phi = orbit.omega * kIcdPi + trueAnomaly;
     const double sin2 = std::sin(2 * phi);
     const double cos2 = std::cos(2 * phi);
     const double u = phi + orbit.cuc * cos2 + orbit.cus * sin2;
     const double r = (1 - e * anomaly.cosine) * a + orbit.crc * cos2 + orbit.crs * sin2;
-    const double inclination = (orbit.i0 + orbit.idot * tk) * kPi + orbit.cic * cos2 + orbit.cis * sin2;
+    const double inclination = (orbit.i0 + orbit.idot * tk) * kIcdPi + orbit.cic * cos2 + orbit.cis * sin2;
     return {r * std::cos(u), r * std::sin(u), inclination};
 }
 
@@ -70,16 +65,20 @@ Vector3 fromPlane(const PlanePosition& plane, double node) {
 
 }  // namespace
 
+const KeplerModel kGpsModel = {std::sqrt(3.986005e14), 7.2921151467e-5, -4.442807633e-10};
+const KeplerModel kGalileoModel = {std::sqrt(kMu), 7.2921151467e-5, -4.442807309e-10};
+const KeplerModel kBeiDouModel = {std::sqrt(kMu), 7.292115e-5, -4.442807309e-10};
+
 double OM_SolveKepler(double m, double e) { return solveKepler(m, e).value; }
 
 Vector3 KeplerPosition(const KeplerOrbit& orbit, const KeplerModel& model, double tk) {
     const double node =
-        orbit.omega0 * kPi - model.earthRate * orbit.toe + (orbit.omegaDot * kPi - model.earthRate) * tk;
+        orbit.omega0 * kIcdPi - model.earthRate * orbit.toe + (orbit.omegaDot * kIcdPi - model.earthRate) * tk;
     return fromPlane(planePosition(orbit, model, tk), node);
 }
 
 Vector3 GeoPosition(const KeplerOrbit& orbit, const KeplerModel& model, double tk) {
-    const double node = orbit.omega0 * kPi - model.earthRate * orbit.toe + orbit.omegaDot * kPi * tk;
+    const double node = orbit.omega0 * kIcdPi - model.earthRate * orbit.toe + orbit.omegaDot * kIcdPi * tk;
     const Vector3 p = fromPlane(planePosition(orbit, model, tk), node);
     const double y = p.y * kCosTilt - p.z * kSinTilt;
     const double z = p.z * kCosTilt + p.y * kSinTilt;
@@ -90,7 +89,7 @@ Vector3 GeoPosition(const KeplerOrbit& orbit, const KeplerModel& model, double t
 double KeplerRelativity(const KeplerOrbit& orbit, const KeplerModel& model, double tk) {
     const double sqrtA = orbit.sqrtA;
     const double n0 = model.sqrtMu / (sqrtA * sqrtA * sqrtA);
-    const EccentricAnomaly anomaly = solveKepler(orbit.m0 * kPi + (n0 + orbit.deltaN * kPi) * tk, orbit.e);
+    const EccentricAnomaly anomaly = solveKepler(orbit.m0 * kIcdPi + (n0 + orbit.deltaN * kIcdPi) * tk, orbit.e);
     return model.relativity * orbit.e * sqrtA * anomaly.sine * kSpeedOfLight;
 }
 

@@ -16,6 +16,10 @@ extern const KeplerModel kGpsModel;
 extern const KeplerModel kGalileoModel;
 extern const KeplerModel kBeiDouModel;
 
+// Eccentric anomaly E (rad) of M = E - e sin E, by Newton's method from E = M until the correction is at most 1e-14,
+// at most eleven corrections. Not guarded against e >= 1.
+double OM_SolveKepler(double m, double e);
+
 Vector3 KeplerPosition(const KeplerOrbit& orbit, const KeplerModel& model, double tk);
 
 // BeiDou's geostationary satellites: the elements refer to a plane tilted by 5 degrees that does not turn with the

@@ -11,10 +11,6 @@
 
 namespace Qon::Nav {
 
-// Eccentric anomaly E (rad) of M = E - e sin E, by Newton's method from E = M until the correction is at most 1e-14,
-// at most eleven corrections. Not guarded against e >= 1.
-double OM_SolveKepler(double m, double e);
-
 // IS-GPS-200, table 20-IV; Galileo OS SIS ICD, section 5.1.1; BDS-SIS-ICD B1I, section 5.2.4.12 (C01 to C05: the
 // geostationary form).
 Vector3 OM_GetSatPosGPS(const GpsEphemeris& ephemeris, double t);
