@@ -14,8 +14,8 @@ constexpr uint32_t kScheduleOrigin = 559699200;
 constexpr uint32_t kScheduleOriginMjd = 50722;
 
 // False for an epoch of week wnc (GPS) and time of week tow (ms) that no track can need: it is no sample instant, nor
-// is it the reference epoch of a differentially logged one, as their intervals divide the sample spacing or are
-// multiples of it.
+// is it the reference epoch of a differentially logged one, as the intervals divide the sample spacing or are multiples
+// of it. (Where a log mixes intervals, a reference epoch off the instants does not replace the one before it.)
 bool mayBeNeeded(uint32_t wnc, uint32_t tow);
 
 // Modified Julian date of a time, in unsigned arithmetic: it needs t from the origin on.

@@ -81,6 +81,7 @@ TEST(Signals, FrequenciesWavelengthsRatios) {
         const double ratio = reference / frequency;
         EXPECT_FLOAT_EQ(GetSignalRatio(signal, channel), static_cast<float>(ratio * ratio)) << signal;
     }
+    EXPECT_EQ(GetSignalRatio(11, 1), 81.0F / 49.0F);
     const int without[][3] = {{8, 0, 1}, {8, 15, 1}, {31, 0, 0}, {34, 0, 0}};  // a carrier, and their ratios
     for (const auto& [signal, channel, ratio] : without) {
         EXPECT_EQ(GetSignalWavelength(signal, channel), 0) << signal;

@@ -169,13 +169,17 @@ TEST_F(Meas3Test, ReferencesAreNeeded) {
     // The header of the reference is used where it is not repeated.
     EXPECT_EQ(satellites(kDeltaTow, 1, "8:0 " + kDelta), 1);
     EXPECT_EQ(satellites(kDeltaTow, 5, "8:0 " + kDelta + "8:0"), 1);
-    // A new reference forgets the one before, slaves included, and a corrupt one is none.
+    // A new reference forgets the one before, slaves included.
     EXPECT_EQ(satellites(kReferenceTow, 1, kGps + master(1) + kSlave), 1);
     EXPECT_EQ(satellites(kReferenceTow + 60000, 1, "8:1 8:32 " + kMaster), 1);
     EXPECT_EQ(satellites(kDeltaTow + 60000, 1, "8:1 8:48 " + kDelta + kDelta), 1);
     EXPECT_EQ(epoch.satellites[0].svid, 6);
-    EXPECT_EQ(satellites(kReferenceTow, 1, "8:1 8:48 " + kMaster), -1);
-    EXPECT_EQ(satellites(kDeltaTow, 1, kGps + kDelta), 0);
+    // A corrupt one is good up to the fault. How long the records behind it are is not known: nothing of them is read.
+    EXPECT_EQ(satellites(kReferenceTow, 5, "8:1 8:48 " + kMaster), -1);
+    EXPECT_EQ(satellites(kDeltaTow, 5, "8:1 8:112 " + kDelta + kDelta + kMaster), 1);
+    EXPECT_EQ(epoch.satellites[0].svid, 5);
+    EXPECT_EQ(satellites(kDeltaTow, 7, kGps + kDelta + "8:0 8:1 8:1 " + kMaster), 1);
+    EXPECT_EQ(satellites(kDeltaTow, 1, "8:1 8:48 " + kMaster + kMaster), 2);  // none of it is a difference
 }
 
 TEST_F(Meas3Test, IntervalsByCode) {
@@ -300,6 +304,17 @@ TEST_F(Meas3Test, CompanionsFollowTheSignals) {
     EXPECT_EQ(signal(0).multipath, 1270);
     EXPECT_EQ(signal(4).multipath, 0);
     EXPECT_EQ(signal(1).multipath, 0);
+}
+
+// The Doppler of a full record in a delta epoch refers to the reference epoch's rate, that of a new satellite to its
+// own.
+TEST_F(Meas3Test, DopplerRefersToTheRate) {
+    ASSERT_TRUE(decode(rangesBlock(kReferenceTow, 1, kGps + master(0, 131072, 100))));
+    const ByteVector ranges = rangesBlock(kDeltaTow, 1, "8:1 8:48 " + master(0, 131072, 200) + master(0, 131072, 200));
+    const ByteVector doppler = block(kZeltMeas3Doppler, kDeltaTow, "16:0 8:0 8:0");
+    ASSERT_TRUE(zeltDecodeMeas3({{{viewOf(ranges), viewOf(doppler), {}, {}, {}}, {}}}, references, epoch));
+    EXPECT_NEAR(signal(0, 0).doppler, -6.4 / kL1, 1e-4);
+    EXPECT_NEAR(signal(0, 1).doppler, -12.8 / kL1, 1e-4);
 }
 
 TEST_F(Meas3Test, SecondAntennaFillsItsOwnSlots) {

@@ -120,18 +120,18 @@ double GetSignalWavelengthSq(int signal, int channelIndex) {
 float GetSignalRatio(int signal, int channelIndex) {
     const SignalRow& row = signalRow(signal);
     if (row.code == kNoConstellation && row.frequencyHz == 0) return 0.0F;
-    uint32_t reference = row.referenceHz;
-    uint32_t carrier = row.frequencyHz;
     if (row.band != nullptr) {  // both bands share their channels, so the ratio is that of the band centres
-        reference = kGlonassL1.centreHz;
-        carrier = row.band->centreHz;
-    } else if (row.referenceHz == 0) {
+        const double ratio = static_cast<double>(kGlonassL1.centreHz) / row.band->centreHz;
+        return static_cast<float>(ratio * ratio);
+    }
+    uint32_t reference = row.referenceHz;
+    if (reference == 0) {
         const int index = isGlonassChannel(channelIndex) ? channelIndex : kGlonassChannelOffset;
         reference = channelFrequency(kGlonassL1, index);
     }
     // Single precision throughout: the squares are rounded too.
     const auto numerator = static_cast<float>(reference);
-    const auto denominator = static_cast<float>(carrier);
+    const auto denominator = static_cast<float>(row.frequencyHz);
     return (numerator * numerator) / (denominator * denominator);
 }
 

@@ -118,7 +118,8 @@ struct Companions {
 // What is known of the satellite while its records are read.
 struct Satellite {
     Meas3RefSatellite* reference = nullptr;
-    bool stored = false;  // the antenna's slots below hold a signal
+    bool isKnown = false;  // the reference epoch held it
+    bool stored = false;   // the antenna's slots below hold a signal
     std::array<ZeltMeasSignal, kZeltSlots> slots;
     ZeltMeasSignal spareMaster{};  // where a signal without a slot is decoded
     ZeltMeasSignal spareSlave{};
@@ -153,6 +154,7 @@ struct AntennaDecoder {
     bool isReference;
     bool hasRate;
     uint32_t sinceReference;  // ms
+    bool isLost = false;      // what follows needs what a corrupt reference epoch did not tell
 };
 
 void setLock(uint32_t index, ZeltMeasSignal& signal) {
@@ -189,9 +191,10 @@ void startMaster(size_t index, Satellite& satellite) {
     satellite.rate = satellite.reference->rate;
 }
 
+// The rate of the reference epoch stays; that of a satellite which it did not hold is its own.
 bool takeRate(AntennaDecoder& decoder, Satellite& satellite) {
     const Bytes logged = decoder.ranges.take(decoder.hasRate ? 2 : 0);
-    if (logged.size != 0) satellite.rate = logged.i16(0);
+    if (logged.size != 0 && (decoder.isReference || !satellite.isKnown)) satellite.rate = logged.i16(0);
     return !decoder.ranges.failed;
 }
 
@@ -259,7 +262,8 @@ bool readMaster(unsigned headerIndex, AntennaDecoder& decoder, Satellite& satell
     }
     if (isLongRecord(head)) return takeRecord(kMasterLong, decoder, word) && readMasterLong(word, decoder, satellite);
     const RecordForm& form = isWideDelta(head) ? kMasterDelta : kMasterSmallDelta;
-    if (!takeRecord(form, decoder, word)) return false;
+    decoder.isLost = decoder.reference.isPartial && !satellite.isKnown;
+    if (decoder.isLost || !takeRecord(form, decoder, word)) return false;
     readMasterDelta(word, form, decoder, satellite);
     return true;
 }
@@ -465,8 +469,9 @@ bool takeHeader(size_t constellation, AntennaDecoder& decoder, Header& header) {
     if (!decoder.ranges.rest.has(0, 1)) return false;
     if (decoder.ranges.rest.u8(0) == 0) {
         decoder.ranges.take(1);
-        return reference.headerSize == 0 ||
-               parseHeader({reference.header.data(), reference.headerSize}, constellation, header);
+        decoder.isLost = decoder.reference.isPartial && reference.headerSize == 0;
+        if (reference.headerSize == 0) return !decoder.isLost;
+        return parseHeader({reference.header.data(), reference.headerSize}, constellation, header);
     }
     if (!parseHeader(decoder.ranges.rest, constellation, header)) return false;
     const Bytes logged = decoder.ranges.take(header.size);
@@ -479,15 +484,13 @@ bool takeHeader(size_t constellation, AntennaDecoder& decoder, Header& header) {
 
 // The reference epoch's record of a satellite, made empty when the epoch did not hold it.
 Meas3RefSatellite& referenceOf(Meas3RefConstellation& constellation, size_t j) {
-    const uint64_t bit = uint64_t{1} << j;
     Meas3RefSatellite& satellite = constellation.satellites[j];
-    if ((constellation.known & bit) == 0) {
+    if ((constellation.known >> j & 1) == 0) {
         satellite.present = 0;
         satellite.slaveMask = 0;
         satellite.masterIndex = 0;
         satellite.rate = 0;
     }
-    constellation.known |= bit;
     return satellite;
 }
 
@@ -521,12 +524,15 @@ bool decodeSatellite(size_t constellation, const Header& header, size_t n, Anten
     const bool isHigh = n < kBeiDouFlags && (unsigned{header.beiDouFlags} >> n & 1) != 0;
 
     Satellite satellite;
-    satellite.reference = &referenceOf(decoder.reference.constellations[constellation], j);
+    Meas3RefConstellation& reference = decoder.reference.constellations[constellation];
+    satellite.reference = &referenceOf(reference, j);
+    satellite.isKnown = (reference.known >> j & 1) != 0;
     satellite.signalNumbers = header.signalNumbers;
     satellite.frequencyNumber = channel - kGlonassChannelOffset;
     satellite.codeBase = isHigh ? kHighBeiDouCodeBase : row.codeBase;
     for (ZeltMeasSignal& slot : satellite.slots) slot.flags = 0;
     if (!decodeSignals(header.masterIndex, decoder, satellite)) return false;
+    if (decoder.isReference) reference.known |= uint64_t{1} << j;
 
     const bool hasChannel = !isGlonass || (channel >= kGlonassFirstChannel && channel <= kGlonassLastChannel);
     if (satellite.stored && hasChannel && svid <= row.lastSvid) {
@@ -546,6 +552,7 @@ bool decodeConstellation(size_t constellation, AntennaDecoder& decoder) {
 
 void startReference(uint32_t tow, Meas3Reference& reference) {
     reference.tow = tow;
+    reference.isPartial = false;
     for (Meas3RefConstellation& constellation : reference.constellations) {
         constellation.headerSize = 0;
         constellation.known = 0;
@@ -570,9 +577,8 @@ bool decodeAntenna(int antenna, const Meas3Blocks& blocks, Meas3Reference& refer
                            sinceReference};
     for (size_t c = 0; c < kMeas3Constellations; ++c) {
         if ((ranges.u16(kConstellations) >> c & 1) != 0 && !decodeConstellation(c, decoder)) {
-            // What follows the fault is unknown, and with it what later differences refer to.
-            if (decoder.isReference) reference.tow = kZeltNoTow;
-            return false;
+            if (decoder.isReference) reference.isPartial = true;
+            return decoder.isLost;
         }
     }
     return true;

@@ -185,7 +185,7 @@ ZeltMeasSignal* findSignal(ZeltMeasEpoch& epoch, uint8_t rxChannel, int antenna,
 
 void zeltDecodeMeasEpoch(Bytes block, ZeltMeasEpoch& epoch) {
     zeltStartEpoch(block, block.u8(kCommonFlags), epoch);
-    if (zeltRevision(block) >= 1) epoch.clockJumps = block.i8(kClockJumps);
+    if (zeltRevision(block) >= 1 && block.has(kClockJumps, 1)) epoch.clockJumps = block.i8(kClockJumps);
     SatelliteContext context;
     context.oldForm = isOldForm(block);
     const size_t length1 = block.u8(kSubLength);
