@@ -48,8 +48,7 @@ void trackSample(TrackRecord& record, int slot, uint32_t t, const CodePair& code
 
 // The line of a track closed at t, its last instant: every sample corrected, lines fitted and evaluated at the middle
 // of the track. Group delays, clock and position are those of the satellite of the record's ephemeris, whichever
-// satellite the codes are of. `station` is the run's (geometry.h). Fills all of `line` but svid and
-// healthCode. False
+// satellite the codes are of. `station` is the run's (geometry.h). Fills all of `line` but svid and healthCode. False
 // without 21 samples or below the elevation mask; then `line` may be partly written.
 bool finishTrack(const TrackRecord& record, uint32_t t, const RunConfig& config, Qon::Nav::Station& station,
                  DataLine& line);

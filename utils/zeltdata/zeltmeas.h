@@ -21,8 +21,7 @@ struct ZeltFile;
 // What zeltCollectMeasBlock may decode, or-ed together.
 constexpr unsigned kZeltAllowMeas3 = 1;
 constexpr unsigned kZeltAllowMeasEpoch = 2;
-constexpr unsigned kZeltNoteOnly =
-    4;  // the block's epoch is of no interest, nor a reference: follow it, but do not decode it
+constexpr unsigned kZeltNoteOnly = 4;   // its epoch is of no interest, nor a reference: follow it, do not decode it
 constexpr unsigned kZeltCodesOnly = 8;  // no blocks that do not bear on pseudoranges: what they refine stays coarse
 
 // The kinds of measurement block that an epoch may be made of, in the order of their pending marks.
