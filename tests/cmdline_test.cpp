@@ -24,7 +24,7 @@ ByteVector utcBlock(int wnc, int leapSeconds, int number = kZeltGpsUtc) {
 }
 
 struct CommandLineTest : testing::Test {
-    TestDirectory directory{"cmdline"};
+    TestDirectory directory;
     std::string log = directory.write("log", setupBlock());
     RunConfig config;
     RunOptions options;

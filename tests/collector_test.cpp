@@ -36,7 +36,7 @@ Decoded collect(const std::vector<ByteVector>& blocks, bool fromFile = true) {
         }
     };
     if (fromFile) {
-        forEachBlock(TestDirectory("collector").write("log", joined(blocks)), visit);
+        forEachBlock(TestDirectory().write("log", joined(blocks)), visit);
         return decoded;
     }
     ZeltFile none;

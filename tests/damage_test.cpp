@@ -159,7 +159,7 @@ constexpr Damage kDamages[] = {
 TEST(Damage, CostsNoLineThatItDidNotTouch) {
     const std::string log = readFile(kExampleLog, std::ios::binary).substr(0, kLogSize);
     const auto sources = sourcesOf(log);
-    const TestDirectory directory("damage");
+    const TestDirectory directory;
     const auto lines = convert(directory, log);
     ASSERT_GT(lines.size(), 100U);
     Random random(5);

@@ -8,6 +8,7 @@
 #include <fstream>
 #include <initializer_list>
 #include <iterator>
+#include <random>
 #include <sstream>
 #include <string>
 #include <tuple>
@@ -106,15 +107,16 @@ void forEachBlock(const std::string& path, Visit visit) {
     zeltCloseFile(file);
 }
 
-// A directory of its own for one test, which runs in it.
+// A new directory for one test, which runs in it. Tests may run side by side.
 struct TestDirectory {
     std::filesystem::path before = std::filesystem::current_path();
     std::filesystem::path path;
 
-    explicit TestDirectory(const std::string& name)
-        : path(std::filesystem::temp_directory_path() / "zelt-test" / name) {
-        std::filesystem::remove_all(path);
-        std::filesystem::create_directories(path);
+    TestDirectory() {
+        std::random_device random;
+        do {
+            path = std::filesystem::temp_directory_path() / ("zelt-test-" + std::to_string(random()));
+        } while (!std::filesystem::create_directory(path));
         std::filesystem::current_path(path);
     }
     TestDirectory(const TestDirectory&) = delete;

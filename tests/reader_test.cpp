@@ -13,7 +13,7 @@ ByteVector block(int number, size_t length) {
 }
 
 struct ReaderTest : testing::Test {
-    TestDirectory directory{"reader"};
+    TestDirectory directory;
     ZeltFile file;
 
     void TearDown() override { zeltCloseFile(file); }

@@ -128,7 +128,7 @@ ByteVector simulate(const System& system, int epochs, const std::vector<int>& mi
 }
 
 struct TrackTest : testing::Test {
-    TestDirectory directory{"track"};
+    TestDirectory directory;
     RunConfig config;
     RunOptions options;
 
