@@ -1,4 +1,5 @@
 import os
+import shlex
 import shutil
 import signal
 import subprocess
@@ -43,7 +44,7 @@ class ConvertArchive(common.ToolTest):
     def make_program(self, text):
         """A program that does what the text says before it converts."""
         program = self.folder / "program"
-        program.write_text(f"#!/bin/bash\n{text}\nexec '{PROGRAM}' \"$@\"\n")
+        program.write_text(f"#!/bin/bash\n{text}\nexec {shlex.quote(str(PROGRAM))} \"$@\"\n")
         program.chmod(0o755)
         return str(program)
 
