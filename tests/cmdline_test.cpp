@@ -5,6 +5,7 @@
 #include "app/helptext.h"
 #include "cggtts/writer.h"
 #include "tests/logbuilder.h"
+#include "utils/geometry/navtools.h"
 
 namespace {
 
@@ -137,15 +138,23 @@ TEST_F(CommandLineTest, EpochBounds) {
     EXPECT_EQ(options.lastEpoch, 36288000000000);
 }
 
-// Unknown up to the first leap second and from 2020 on.
+// Unknown up to the first leap second, during which the count before still holds, and from 2020 on.
 TEST_F(CommandLineTest, LeapSecondsOfTheLog) {
-    constexpr uint32_t kLeapDay2017 = 1167264017;  // GPS second from which 18 holds
     constexpr int kUnknown = INT32_MIN;
-    const Rows<ByteVector, int32_t> cases = {
-        {epochBlock(kLeapDay2017 - 1), 17}, {epochBlock(kLeapDay2017 + 1, kZeltMeas3Ranges), 18},
-        {epochBlock(46828800), kUnknown},   {epochBlock(1261872000), kUnknown},
-        {utcBlock(kZeltNoWnc, -3), -3},     {utcBlock(kZeltNoWnc, 5, kZeltUtc2), 5},
-        {utcBlock(kTestWeek, 18), kUnknown}};
+    Rows<ByteVector, int32_t> cases = {{epochBlock(1261872000, kZeltMeas3Ranges), kUnknown},
+                                       {epochBlock(1261871999, kZeltMeas3Ranges), 18},
+                                       {utcBlock(kZeltNoWnc, -3), -3},
+                                       {utcBlock(kZeltNoWnc, 5, kZeltUtc2), 5},
+                                       {utcBlock(kTestWeek, 18), kUnknown}};
+    int count = 0;
+    // The months of IERS Bulletin C before which a leap second was inserted.
+    for (const int month : {8107, 8207, 8307, 8507, 8801, 9001, 9101, 9207, 9307, 9407, 9601, 9707, 9901, 10601, 10901,
+                            11207, 11507, 11701}) {
+        const double utc = Qon::Nav::DateToGpsSeconds(1900 + month / 100, month % 100, 1, 0, 0, 0);
+        const uint32_t leap = static_cast<uint32_t>(utc) + static_cast<uint32_t>(count);
+        cases.emplace_back(epochBlock(leap), count == 0 ? kUnknown : count);
+        cases.emplace_back(epochBlock(leap + 1), ++count);
+    }
     for (const auto& [block, expected] : cases) {
         EXPECT_EQ(parse({"-f", directory.write("leap", joined({setupBlock(), block}))}), expected != kUnknown);
         EXPECT_EQ(config.leapSeconds, expected);

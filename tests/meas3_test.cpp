@@ -180,6 +180,8 @@ TEST_F(Meas3Test, ReferencesAreNeeded) {
     EXPECT_EQ(epoch.satellites[0].svid, 5);
     EXPECT_EQ(satellites(kDeltaTow, 7, kGps + kDelta + "8:0 8:1 8:1 " + kMaster), 1);
     EXPECT_EQ(satellites(kDeltaTow, 1, "8:1 8:48 " + kMaster + kMaster), 2);  // none of it is a difference
+    EXPECT_EQ(satellites(kReferenceTow, 1, kGps + kMaster), 1);               // a whole one again
+    EXPECT_EQ(satellites(kDeltaTow, 1, "8:1 8:24 " + kDelta + kDelta), 1);
 }
 
 TEST_F(Meas3Test, IntervalsByCode) {
@@ -244,6 +246,9 @@ TEST_F(Meas3Test, HeadersByConstellation) {
     // The slave of Galileo's E5a, E5b, has the shorter waves, and with them the shorter code.
     ASSERT_TRUE(decodeAs(4, "3:1 4:1 1:0 8:1 " + master(1) + kSlave));
     EXPECT_NEAR(signal(21).pseudorange, 25e6 - 2.345, 1e-7);
+    // The last QZSS satellite, and one behind it.
+    ASSERT_TRUE(decodeAs(32, "8:1 8:192 " + kMaster + kMaster));
+    EXPECT_EQ(epoch.satelliteCount, 1);
     // Two constellations one after the other, the first without satellites.
     ASSERT_TRUE(decodeAs(3, "8:1 8:0 8:1 8:1 8:8 " + kMaster));
     EXPECT_EQ(epoch.satellites[0].svid, 38);

@@ -17,9 +17,9 @@ BlockBuilder navBlock(int number, int svid, size_t length = 152) {
 
 TEST(Navigation, WeeksAreCompleted) {
     // Current week, partial week, completed.
-    const uint16_t cases[][3] = {{2100, 52, 2100},   {2100, 51, 2099},   {2100, 1000, 2024},
-                                 {2200, 152, 2200},  {2200, 1000, 2024}, {2300, 2300, 2300},
-                                 {2100, 2700, 2700}, {1000, 2540, 1516}, {2111, 63, 2111}};
+    const uint16_t cases[][3] = {{2100, 52, 2100},   {2100, 51, 2099},   {2100, 1000, 2024}, {2200, 152, 2200},
+                                 {2200, 1000, 2024}, {2300, 2300, 2300}, {2100, 2700, 2700}, {1000, 2540, 1516},
+                                 {2111, 63, 2111},   {2100, 564, 2612},  {2100, 565, 1589}};
     for (const auto& [current, partial, completed] : cases) EXPECT_EQ(resolveWeek(current, partial), completed);
 }
 

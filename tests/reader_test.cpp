@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "tests/logbuilder.h"
+#include "utils/zeltdata/bitcursor.h"
 
 namespace {
 
@@ -129,6 +130,13 @@ TEST(Bytes, NoLoadLeavesTheView) {
     }
     EXPECT_EQ(view.sub(9, 1).size, 0U);
     EXPECT_EQ(view.sub(6, SIZE_MAX).size, 2U);
+    ByteCursor bytes{view};
+    BitCursor bits{view.sub(0, 4)};
+    EXPECT_EQ(bytes.take(6).size, 6U);
+    EXPECT_EQ(bits.take(31), 0x04030201U);
+    EXPECT_EQ(bytes.take(3).size + bits.take(2), 0U);
+    EXPECT_EQ(bytes.take(1).size + bits.take(1), 0U);  // failed once and for all
+    EXPECT_TRUE(bytes.failed && bits.failed);
 }
 
 }  // namespace
