@@ -184,6 +184,15 @@ TEST_F(Meas3Test, ReferencesAreNeeded) {
     EXPECT_EQ(satellites(kDeltaTow, 1, "8:1 8:24 " + kDelta + kDelta), 1);
 }
 
+TEST_F(Meas3Test, LockTimesByIndex) {
+    constexpr uint32_t kExpected[] = {0,   60000, 30000, 15000, 10000, 5000, 2000, 1000,
+                                      500, 200,   100,   50,    40,    20,   10,   0};
+    for (size_t i = 0; i < std::size(kExpected); ++i) {
+        ASSERT_TRUE(decodeGps(kReferenceTow, "2:0 4:5 22:1 4:" + std::to_string(i) + " 32:0 6:30 9:1 1:0 16:0"));
+        EXPECT_EQ(signal(0).lockTime, kExpected[i]) << i;
+    }
+}
+
 TEST_F(Meas3Test, IntervalsByCode) {
     constexpr uint32_t kExpected[] = {1, 500, 1000, 2000, 5000, 10000, 15000, 30000, 60000, 120000, 1, 1, 1, 1, 1, 1};
     for (uint32_t code = 0; code < 16; ++code) {
@@ -246,9 +255,6 @@ TEST_F(Meas3Test, HeadersByConstellation) {
     // The slave of Galileo's E5a, E5b, has the shorter waves, and with them the shorter code.
     ASSERT_TRUE(decodeAs(4, "3:1 4:1 1:0 8:1 " + master(1) + kSlave));
     EXPECT_NEAR(signal(21).pseudorange, 25e6 - 2.345, 1e-7);
-    // The last QZSS satellite, and one behind it.
-    ASSERT_TRUE(decodeAs(32, "8:1 8:192 " + kMaster + kMaster));
-    EXPECT_EQ(epoch.satelliteCount, 1);
     // Two constellations one after the other, the first without satellites.
     ASSERT_TRUE(decodeAs(3, "8:1 8:0 8:1 8:1 8:8 " + kMaster));
     EXPECT_EQ(epoch.satellites[0].svid, 38);
@@ -357,19 +363,27 @@ TEST_F(Meas3Test, CorruptRangesGiveNothing) {
     EXPECT_FALSE(decode(good));
 }
 
-// More satellites than there are records, and than a constellation has: the last record is overwritten.
-TEST_F(Meas3Test, NeverMoreThanTheRecords) {
-    std::string data;
-    const auto add = [&](const std::string& header, int satellites) {
-        data += header;
-        for (int i = 0; i < satellites; ++i) data += kMaster;
-    };
-    add("8:5 40:-1 ", 40);                                                  // GPS: 37
-    add("8:4 32:-1 64:-1229782938247303442 64:-1229782938247303442 ", 32);  // GLONASS: 31, all of field 14
-    add("8:5 40:-1 ", 40);                                                  // Galileo: 36
-    ASSERT_TRUE(decode(rangesBlock(kReferenceTow, 7, data)));
+// More satellites than a constellation has, and together more than there are records: the last record is overwritten.
+TEST_F(Meas3Test, NeverMoreThanThereAre) {
+    const std::string channels = "64:-1229782938247303442 64:-1229782938247303442 ";  // all of frequency field 14
+    // Satellites of the mask, those there are, the last one's number, what the header has behind the mask.
+    const Rows<int, int, int, std::string> rows = {{40, 37, 37, ""},       {32, 31, 68, channels}, {40, 36, 106, ""},
+                                                   {40, 37, 197, "16:0 "}, {40, 39, 158, ""},      {8, 7, 207, ""},
+                                                   {16, 14, 224, ""}};
+    std::string all;
+    int mask = 1;
+    for (const auto& [logged, kept, last, rest] : rows) {
+        std::string data = "8:" + std::to_string(logged / 8) + ' ' + std::to_string(logged) + ":-1 " + rest;
+        for (int i = 0; i < logged; ++i) data += kMaster;
+        ASSERT_TRUE(decode(rangesBlock(kReferenceTow, mask, data)));
+        ASSERT_EQ(epoch.satelliteCount, kept) << last;
+        EXPECT_EQ(epoch.satellites[static_cast<size_t>(kept - 1)].svid, last);
+        all += data;
+        mask <<= 1;
+    }
+    ASSERT_TRUE(decode(rangesBlock(kReferenceTow, 0x7F, all)));
     EXPECT_EQ(epoch.satelliteCount, kZeltMaxSatellites);
-    EXPECT_EQ(epoch.satellites[79].svid, 106);
+    EXPECT_EQ(epoch.satellites[79].svid, 224);
 }
 
 using SignalKey = std::array<uint32_t, 4>;  // TOW, SVID, GLONASS frequency number, signal number

@@ -61,6 +61,7 @@ differing=$(diff -r verbose compact | grep -c '^[>O]')
 [ "$(head -c 15 out | od -An -c | tr -d ' \n')" = '\n\rProcessing:|' ] ||
     fail "progress begins: $(head -c 20 out | od -An -c)"
 redraws=$(tr '\r' '\n' <out | grep -c '^Processing: |[=-]* *| [ 0-9][0-9]%$')
+tr '\r' '\n' <out | grep -qE '^Processing: \|={31}-? {30,31}\| 50%$' || fail "the bar at half"
 [ "$redraws" -ge 90 ] && [ "$redraws" -le 100 ] || fail "$redraws redraws"
 tr '\r' '\n' <out | grep '^Processing' | grep -qvE '^.{80}$' && fail "an indicator line is not 80 wide"
 [ "$(tail -n 1 out)" = "Created following CGGTTS files:GZ____59.025" ] || fail "summary after progress"

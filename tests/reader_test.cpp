@@ -94,11 +94,22 @@ TEST_F(ReaderTest, BlocksInsideADamagedOneAreFound) {
     EXPECT_EQ(file.crcErrorCount, 1U);
 }
 
+// What looks like the beginnings of long blocks.
+ByteVector falseStarts(size_t size) {
+    ByteVector bytes(size, 0x5A);
+    for (size_t at = 0; at + 64 <= size; at += 64) {
+        std::copy_n("$@", 2, bytes.begin() + static_cast<std::ptrdiff_t>(at));
+        std::fill_n(bytes.begin() + static_cast<std::ptrdiff_t>(at) + kZeltLengthOffset, 2, 0xE0);
+    }
+    return bytes;
+}
+
 // Garbage and blocks over several windows, with peeks and filters between: the same blocks as a plain walk gives.
 TEST_F(ReaderTest, LongLogIsDeliveredWholeWhateverIsPeekedAt) {
     ByteVector log;
     for (int i = 0; i < 60; ++i) {
-        log += ByteVector(static_cast<size_t>(i * i * 7 % 50000), static_cast<uint8_t>(i % 3 == 0 ? '$' : 'x'));
+        const auto garbage = static_cast<size_t>(i * i * 7 % 50000);
+        log += i % 3 == 0 ? falseStarts(garbage) : ByteVector(garbage, static_cast<uint8_t>(i % 3 == 1 ? '$' : 'x'));
         log += block(4000 + i, i % 7 == 0 ? 65535 : static_cast<size_t>(16 + i * 40));
     }
     open(log);
