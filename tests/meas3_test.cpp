@@ -60,7 +60,7 @@ constexpr double kCode = 22e6;
 
 // A short slave of 33 dB-Hz, 12.345 - 10 m from its master.
 const std::string kSlave = "1:1 16:32768 15:12345 3:2 5:9 ";
-const std::string kLongSlave = "2:0 22:2097155 4:13 3:7 1:0 16:65535 6:50 2:0 ";
+const std::string kLongSlave = "2:0 22:2097155 4:13 3:7 1:0 16:65535 6:50 2:3 ";
 const std::string kDelta = "2:2 2:1 14:8192 14:8192 ";  // a master that nothing changed for
 
 struct Meas3Test : testing::Test {

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <numeric>
+#include <set>
 
 #include "tests/logbuilder.h"
 #include "utils/geometry/constants.h"
@@ -186,6 +187,17 @@ TEST_F(RefinementTest, SubBlocksThatDoNotFitAreIgnored) {
             const bool applied = signal(0).codeVariance == 0 || signal(0).pseudorange == 0;
             EXPECT_EQ(applied, length >= fields && length <= 20) << number << ' ' << length;
         }
+    }
+}
+
+TEST(Signals, NoTwoOfASatelliteShareASlot) {
+    const std::vector<int> constellations[] = {{0, 1, 2, 3, 4, 5},   {6, 7, 26, 27, 32, 33},       {8, 9, 10, 11, 12},
+                                               {13, 14, 28, 29, 30}, {16, 17, 18, 19, 20, 21, 22}, {24, 25}};
+    for (const std::vector<int>& signals : constellations) {
+        std::set<int> slots = {-1, kZeltSlots};
+        for (const int signal : signals) EXPECT_TRUE(slots.insert(zeltSignalSlot(signal)).second) << signal;
+        EXPECT_EQ(*slots.begin(), -1);
+        EXPECT_EQ(*slots.rbegin(), kZeltSlots);
     }
 }
 

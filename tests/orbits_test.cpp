@@ -89,6 +89,21 @@ TEST(Orbits, RelativityFollowsFromTheMotion) {
     }
 }
 
+// C01 to C05: a node that stands still in the plane's own frame puts them elsewhere than the others.
+TEST(Orbits, GeostationaryBeiDouSatellites) {
+    BdsEphemeris ephemeris;
+    ephemeris.orbit.sqrtA = 6493;
+    ephemeris.orbit.i0 = 0.03;
+    const auto at = [&](int svid) {
+        ephemeris.svid = static_cast<uint8_t>(svid);
+        return OM_GetSatPosBDS(ephemeris, 1000);
+    };
+    for (int svid = 161; svid <= 197; ++svid) {
+        EXPECT_EQ(length(minus(at(svid), at(163))) < 1, svid <= 165) << svid;
+        EXPECT_EQ(length(minus(at(svid), at(180))) < 1, svid > 165) << svid;
+    }
+}
+
 TEST(Orbits, KeplersEquation) {
     for (double e = 0; e < 0.75; e += 0.1) {
         for (double m = -7; m < 7; m += 0.37) {
