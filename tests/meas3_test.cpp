@@ -60,7 +60,7 @@ constexpr double kCode = 22e6;
 
 // A short slave of 33 dB-Hz, 12.345 - 10 m from its master.
 const std::string kSlave = "1:1 16:32768 15:12345 3:2 5:9 ";
-const std::string kLongSlave = "2:0 22:2097155 4:13 3:7 1:0 16:65535 6:50 2:3 ";
+const std::string kLongSlave = "2:0 22:2097155 4:13 3:7 1:1 16:65535 6:50 2:3 ";
 const std::string kDelta = "2:2 2:1 14:8192 14:8192 ";  // a master that nothing changed for
 
 struct Meas3Test : testing::Test {
@@ -102,7 +102,7 @@ TEST_F(Meas3Test, RecordsOfEveryForm) {
         // Long masters: code in two pieces, carrier, lock; C/N0, signals, extension.
         {"2:0 4:15 22:4194303 4:9 32:4294967295 6:63 9:1 1:0 16:0", "", 0, 68719476.735, 2097.151, 73, 200},
         {"2:0 4:5 22:2097152 4:15 32:1000 6:1 9:8 1:0 16:0", "", 1, 21474837.480, 0, 1, 0},  // P(Y): no offset
-        {"2:0 4:5 22:0 4:10 32:0 6:45 9:2 1:1 8:0 16:0", "", 3, 21474836.480, kNone, 55, 100},
+        {"2:0 4:5 22:0 4:10 32:0 6:45 9:2 1:1 8:128 16:0", "", 3, 21474836.480, kNone, 55, 100},
         // Delta masters and small delta masters, the last of a reference without a carrier.
         {kMaster, "4:14 17:65536 3:4 16:32768", 0, kCode, 0, 44, 15000},
         {master(0, 131072, -1000), "4:14 17:0 3:0 16:1", 0, kCode - 1000 * kRate - 65.536, -32.767, 40, 15000},

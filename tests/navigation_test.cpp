@@ -103,6 +103,20 @@ TEST_F(StoreTest, UsableWithinTheSpanAndHealthy) {
     }
 }
 
+TEST_F(StoreTest, ClockPolynomials) {
+    add(navBlock(kZeltGpsNav, 1).f32(36, -1e-17).f32(40, 2e-12).f32(44, 3e-4));
+    add(navBlock(kZeltBdsNav, 150).f32(36, -1e-17).f32(40, 2e-12).f32(44, 3e-4));
+    add(navBlock(kZeltGalNav, 71).u8(15, 16).f32(108, -1e-17).f32(112, 2e-12).f64(116, 3e-4));
+    const ClockPolynomial clocks[] = {std::get<GpsEphemeris>(store.slots[1]).clock,
+                                      std::get<BdsEphemeris>(store.slots[170]).clock,
+                                      std::get<GalEphemeris>(store.slots[71]).clock};
+    for (const ClockPolynomial& clock : clocks) {
+        EXPECT_FLOAT_EQ(clock.af2, -1e-17F);
+        EXPECT_FLOAT_EQ(clock.af1, 2e-12F);
+        EXPECT_FLOAT_EQ(static_cast<float>(clock.af0), 3e-4F);
+    }
+}
+
 TEST_F(StoreTest, IssueOfEphemeris) {
     const int cases[][2] = {{0, 85}, {1425, 84}, {180, 1}, {165, 96}, {195, 2}};  // t_b and index of the UTC day
     for (const auto& [tb, issue] : cases) {

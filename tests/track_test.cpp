@@ -261,13 +261,19 @@ TEST_F(TrackTest, NoMoreLinesThanTheBufferTakes) {
     EXPECT_EQ(linesOfLog(log).size(), 23U);
 }
 
-// The NATO model: refractivity 324.8 at sea level, two branches that meet at 1 km, 732 mm left at 9 km.
+// The NATO model (STANAG 4294): refractivity 324.8 at sea level, falling linearly up to 1 km, from there exponentially
+// to 105 at 9 km, where 732 mm are left.
 TEST(Troposphere, ZenithDelayAndMapping) {
     const auto zenithAt = [](double height) {
         return zenithTropoDelay(GeodeticToEcef(MakeLocalFrame(0.8, 0), height));
     };
     EXPECT_NEAR(zenithAt(0), (324.8 + 2162 - 22.39578446) / 1000, 1e-6);
     EXPECT_NEAR(zenithAt(999.9), zenithAt(1000.1), 3e-3);
+    const double atOneKm = 324.8 - 7.32 * std::exp(0.005577 * 324.8);
+    const double decay = std::log(atOneKm / 105) / 8;
+    for (const double h : {1.1, 1.65, 4.0}) {
+        EXPECT_NEAR(zenithAt(h * 1000), 0.732 + (atOneKm * std::exp(decay * (1 - h)) - 105) / decay / 1000, 1e-5) << h;
+    }
     EXPECT_NEAR(zenithAt(9000), 0.732, 1e-5);
     EXPECT_NEAR(tropoMapping(2.4F, static_cast<float>(kPi / 2)), 2.4, 1e-3);
     EXPECT_NEAR(tropoMapping(2.4F, static_cast<float>(kPi / 6)), 4.8, 0.03);
