@@ -248,8 +248,8 @@ TEST_F(Meas3Test, HeadersByConstellation) {
     ASSERT_TRUE(decodeAs(8, "8:1 8:5 16:2 " + kMaster + kMaster));
     EXPECT_NEAR(signal(28, 0).pseudorange, 23e6, 1e-7);
     EXPECT_NEAR(signal(28, 1).pseudorange, 37e6, 1e-7);
-    // Galileo satellite 28 of eight mask bytes; excluded signals give their indices to those behind: left 17, 19, 22.
-    ASSERT_TRUE(decodeAs(4, "3:7 4:1 1:1 32:134217728 32:0 8:6 " + kMaster));
+    // Galileo satellite 28 of eight mask bytes; excluded signals give their indices to those behind: left 20, 19, 22.
+    ASSERT_TRUE(decodeAs(4, "3:7 4:1 1:1 32:134217728 32:0 8:5 " + kMaster));
     EXPECT_EQ(epoch.satellites[0].svid, 71 + 27);
     EXPECT_EQ(signal(19).signalType, 19);
     // The slave of Galileo's E5a, E5b, has the shorter waves, and with them the shorter code.
