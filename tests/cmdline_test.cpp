@@ -147,7 +147,7 @@ TEST_F(CommandLineTest, LeapSecondsOfTheLog) {
                                        {utcBlock(kZeltNoWnc, 5, kZeltUtc2), 5},
                                        {utcBlock(kTestWeek, 18), kUnknown}};
     int count = 0;
-    // The months of IERS Bulletin C before which a leap second was inserted.
+    // Years from 1900 and months before which a leap second was inserted (IERS Bulletin C).
     for (const int month : {8107, 8207, 8307, 8507, 8801, 9001, 9101, 9207, 9307, 9407, 9601, 9707, 9901, 10601, 10901,
                             11207, 11507, 11701}) {
         const double utc = Qon::Nav::DateToGpsSeconds(1900 + month / 100, month % 100, 1, 0, 0, 0);

@@ -24,8 +24,8 @@ struct LocalFrame {
     double sinLat = 0;
 };
 
-// The station that azimuths and elevations are seen from: fixed by the first call of GetAzEl or GetElevation,
-// then kept.
+// The station that azimuths and elevations are seen from: fixed by the first call of GetAzEl or GetElevation, then
+// kept.
 struct Station {
     bool known = false;
     LocalFrame frame;

@@ -482,16 +482,12 @@ bool takeHeader(size_t constellation, AntennaDecoder& decoder, Header& header) {
     return true;
 }
 
-// The reference epoch's record of a satellite, made empty when the epoch did not hold it.
-Meas3RefSatellite& referenceOf(Meas3RefConstellation& constellation, size_t j) {
-    Meas3RefSatellite& satellite = constellation.satellites[j];
-    if ((constellation.known >> j & 1) == 0) {
-        satellite.present = 0;
-        satellite.slaveMask = 0;
-        satellite.masterIndex = 0;
-        satellite.rate = 0;
-    }
-    return satellite;
+// Empties a satellite's reference: what its signals hold does not count while they are not present.
+void clearReference(Meas3RefSatellite& reference) {
+    reference.present = 0;
+    reference.slaveMask = 0;
+    reference.masterIndex = 0;
+    reference.rate = 0;
 }
 
 // Puts an antenna's slots into the record that already holds the satellite, else into a new one; when there is none
@@ -525,8 +521,9 @@ bool decodeSatellite(size_t constellation, const Header& header, size_t n, Anten
 
     Satellite satellite;
     Meas3RefConstellation& reference = decoder.reference.constellations[constellation];
-    satellite.reference = &referenceOf(reference, j);
+    satellite.reference = &reference.satellites[j];
     satellite.isKnown = (reference.known >> j & 1) != 0;
+    if (!satellite.isKnown) clearReference(*satellite.reference);
     satellite.signalNumbers = header.signalNumbers;
     satellite.frequencyNumber = channel - kGlonassChannelOffset;
     satellite.codeBase = isHigh ? kHighBeiDouCodeBase : row.codeBase;

@@ -103,7 +103,6 @@ namespace {
 
 constexpr size_t kLane = 16;
 constexpr size_t kLanes = 4;  // enough to hide the multiplication's latency
-
 constexpr size_t kStride = kLanes * kLane;
 
 // 16 bytes as a polynomial: the first byte has the highest powers.

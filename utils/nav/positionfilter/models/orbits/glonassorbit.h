@@ -10,9 +10,10 @@
 
 namespace Qon::Nav {
 
-// The whole steps of 80 s integrated so far from one ephemeris in one direction: the instants of a track share them.
-// An arc begins empty and belongs to the ephemeris that it was first used with.
-constexpr size_t kGlonassArcStates = 24;
+constexpr size_t kGlonassArcStates = 24;  // 0 to 1840 s in steps of 80 s
+
+// The whole steps integrated so far from one ephemeris in one direction: the instants of a track share them. An arc
+// begins empty and belongs to the ephemeris that it was first used with.
 struct GlonassArc {
     struct State {
         Vector3 position;  // ECEF, km
