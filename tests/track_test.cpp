@@ -261,6 +261,30 @@ TEST_F(TrackTest, NoMoreLinesThanTheBufferTakes) {
     EXPECT_EQ(linesOfLog(log).size(), 23U);
 }
 
+// What is asked for in single precision reaches the columns so: compilers have lost roundings of neighbouring values.
+TEST(FinishTrack, SingleValuesAreSingle) {
+    ZeltNavBlock nav;
+    ASSERT_TRUE(zeltFixNavBlock(viewOf(navBlock(kGps)), nav));
+    TrackRecord record;
+    record.ephemeris = MakeGpsEphemeris(nav.bytes());
+    RunConfig config;
+    config.leapSeconds = 18;
+    config.phaseCentre.fill(kStation);
+    startTrack(record, config, 0);
+    const uint32_t start = kTestWeek * kSecondsPerWeek + kTrackStart;
+    for (int slot = 0; slot < kSlotsPerTrack; ++slot) {
+        const uint32_t t = start + 30 * static_cast<uint32_t>(slot + 1);
+        trackSample(record, slot, t, {0, kGpsL1P, kGpsL2P, 22e6, 22e6 + 3.1 + 0.01 * slot * slot});
+    }
+    Station station;
+    DataLine line;
+    ASSERT_TRUE(finishTrack(record, start + kTrackLength, config, station, line));
+    for (const double value : {line.mdtr, line.smdt, line.mdio, line.smdi, line.isg}) {
+        const volatile float single = static_cast<float>(value);
+        EXPECT_EQ(value, single);
+    }
+}
+
 // The NATO model (STANAG 4294): refractivity 324.8 at sea level, falling linearly up to 1 km, from there exponentially
 // to 105 at 9 km, where 732 mm are left.
 TEST(Troposphere, ZenithDelayAndMapping) {
