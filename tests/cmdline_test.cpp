@@ -148,8 +148,9 @@ TEST_F(CommandLineTest, LeapSecondsOfTheLog) {
                                        {utcBlock(kTestWeek, 18), kUnknown}};
     int count = 0;
     // Years from 1900 and months before which a leap second was inserted (IERS Bulletin C).
-    for (const int month : {8107, 8207, 8307, 8507, 8801, 9001, 9101, 9207, 9307, 9407, 9601, 9707, 9901, 10601, 10901,
-                            11207, 11507, 11701}) {
+    constexpr uint32_t kMonths[] = {8107, 8207, 8307, 8507, 8801,  9001,  9101,  9207,  9307,
+                                    9407, 9601, 9707, 9901, 10601, 10901, 11207, 11507, 11701};
+    for (const uint32_t month : kMonths) {
         const double utc = Qon::Nav::DateToGpsSeconds(1900 + month / 100, month % 100, 1, 0, 0, 0);
         const uint32_t leap = static_cast<uint32_t>(utc) + static_cast<uint32_t>(count);
         cases.emplace_back(epochBlock(leap), count == 0 ? kUnknown : count);

@@ -95,7 +95,7 @@ TEST(Time, CalendarToGpsSeconds) {
     EXPECT_EQ(DateToGpsSeconds(2020, 6, 25, 0, 0, 0), GpsTime(2111, 4 * 86400));  // week 2111, a Thursday
     EXPECT_EQ(DateToGpsSeconds(79, 1, 1, 0, 0, 0), DateToGpsSeconds(2079, 1, 1, 0, 0, 0));
     EXPECT_EQ(DateToGpsSeconds(1900, 1, 1, 0, 0, 0), DateToGpsSeconds(3800, 1, 1, 0, 0, 0));
-    for (int month = 1; month <= 14; ++month) {  // of a year that is no leap year, and two more
+    for (uint32_t month = 1; month <= 14; ++month) {  // of a year that is no leap year, and two more
         constexpr int kDays[] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31, 31, 28};
         const double length = DateToGpsSeconds(2021, month + 1, 1, 0, 0, 0) - DateToGpsSeconds(2021, month, 1, 0, 0, 0);
         EXPECT_EQ(length, kDays[month - 1] * 86400) << month;
