@@ -82,6 +82,10 @@ TEST(Signals, FrequenciesWavelengthsRatios) {
         EXPECT_FLOAT_EQ(GetSignalRatio(signal, channel), static_cast<float>(ratio * ratio)) << signal;
     }
     EXPECT_EQ(GetSignalRatio(11, 1), 81.0F / 49.0F);
+    for (int channel = 1; channel <= 14; ++channel) {  // of GLONASS L3: rounded to single precision once
+        const double ratio = GetSignalFrequency(8, channel) / 1202025000.0;
+        EXPECT_EQ(GetSignalRatio(12, channel), static_cast<float>(ratio * ratio)) << channel;
+    }
     const int without[][3] = {{8, 0, 1}, {8, 15, 1}, {31, 0, 0}, {34, 0, 0}};  // a carrier, and their ratios
     for (const auto& [signal, channel, ratio] : without) {
         EXPECT_EQ(GetSignalWavelength(signal, channel), 0) << signal;

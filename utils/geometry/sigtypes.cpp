@@ -124,13 +124,13 @@ float GetSignalRatio(int signal, int channelIndex) {
         const double ratio = static_cast<double>(kGlonassL1.centreHz) / row.band->centreHz;
         return static_cast<float>(ratio * ratio);
     }
-    uint32_t reference = row.referenceHz;
-    if (reference == 0) {
+    if (row.referenceHz == 0) {  // GLONASS L3: no band of its own, and the reference changes with the channel
         const int index = isGlonassChannel(channelIndex) ? channelIndex : kGlonassChannelOffset;
-        reference = channelFrequency(kGlonassL1, index);
+        const double ratio = static_cast<double>(channelFrequency(kGlonassL1, index)) / row.frequencyHz;
+        return static_cast<float>(ratio * ratio);
     }
     // Single precision throughout: the squares are rounded too.
-    const auto numerator = static_cast<float>(reference);
+    const auto numerator = static_cast<float>(row.referenceHz);
     const auto denominator = static_cast<float>(row.frequencyHz);
     return (numerator * numerator) / (denominator * denominator);
 }
