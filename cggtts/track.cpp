@@ -54,7 +54,7 @@ int frequencyChannel(const Ephemeris& ephemeris) {
     return glonass == nullptr ? 0 : glonass->channel - kGlonassChannelOffset;
 }
 
-void correctSample(const TrackRecord& record, size_t i, Station& station, GlonassArc& arc,
+void correctSample(const TrackRecord& record, size_t i, const LocalFrame& station, GlonassArc& arc,
                    CorrectedSamples& corrected) {
     const auto& [t, slot, codes] = record.samples[i];
     const double f1 = GetSignalFrequency(codes.signal1, codes.glonassChannel);
@@ -112,14 +112,16 @@ void startTrack(TrackRecord& record, const RunConfig& config, size_t constellati
     record.sampleCount = 0;
 }
 
-void trackSample(TrackRecord& record, int slot, uint32_t t, const CodePair& codes) {
-    if (slot < 0 || slot >= kSlotsPerTrack || record.sampleCount >= kSlotsPerTrack) return;
-    if (!IsEphemerisUsable(record.ephemeris, t)) return;
+bool trackSample(TrackRecord& record, int slot, uint32_t t, const CodePair& codes) {
+    if (slot < 0 || slot >= kSlotsPerTrack || record.sampleCount >= kSlotsPerTrack) return false;
+    if (!IsEphemerisUsable(record.ephemeris, t)) return false;
     record.samples[static_cast<size_t>(record.sampleCount)] = {t, slot, codes};
     ++record.sampleCount;
+    return true;
 }
 
-bool finishTrack(const TrackRecord& record, uint32_t t, const RunConfig& config, Station& station, DataLine& line) {
+bool finishTrack(const TrackRecord& record, uint32_t t, const RunConfig& config, const LocalFrame& station,
+                 DataLine& line) {
     if (record.sampleCount < kMinSamples) return false;
     const double middle = kHalfTrack + config.leapSeconds;
     Vector3 satellite;

@@ -42,13 +42,13 @@ struct TrackRecord {
 // `constellation` is the index into kConstellations.
 void startTrack(TrackRecord& record, const RunConfig& config, size_t constellation);
 
-// Keeps a sample taken at t (s since 1980-01-06) in the given slot. Keeps nothing without a slot, when the record is
-// full, or when its ephemeris is not usable at t.
-void trackSample(TrackRecord& record, int slot, uint32_t t, const CodePair& codes);
+// Keeps a sample taken at t (s since 1980-01-06) in the given slot. False, with nothing kept, without a slot, when the
+// record is full, or when its ephemeris is not usable at t.
+bool trackSample(TrackRecord& record, int slot, uint32_t t, const CodePair& codes);
 
 // The line of a track closed at t, its last instant: every sample corrected, lines fitted and evaluated at the middle
 // of the track. Group delays, clock and position are those of the satellite of the record's ephemeris, whichever
-// satellite the codes are of. `station` is the run's (geometry.h). Fills all of `line` but svid and healthCode. False
-// without 21 samples or below the elevation mask; then `line` may be partly written.
-bool finishTrack(const TrackRecord& record, uint32_t t, const RunConfig& config, Qon::Nav::Station& station,
+// satellite the codes are of. `station` is the frame of the run's station. Fills all of `line` but svid and healthCode.
+// False without 21 samples or below the elevation mask; then `line` may be partly written.
+bool finishTrack(const TrackRecord& record, uint32_t t, const RunConfig& config, const Qon::Nav::LocalFrame& station,
                  DataLine& line);

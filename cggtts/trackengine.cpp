@@ -39,7 +39,7 @@ int CggttsProcessor::slotAt(uint32_t t) const { return slotIndex(t, config_.cont
 bool CggttsProcessor::addEpoch(const ZeltMeasEpoch& epoch) {
     const uint32_t t = epoch.wnc * kSecondsPerWeek + epoch.tow / 1000;
     if (t % kSampleSpacing != 0 || t == lastSampleTime_) return false;
-    if (lastSampleTime_ == 0) contiguousAnchor_ = t;
+    if (!lastSampleTime_) contiguousAnchor_ = t;
     startTracks(t);
     const int slot = slotAt(t);
     for (int32_t i = 0; i < epoch.satelliteCount; ++i) {
@@ -49,7 +49,7 @@ bool CggttsProcessor::addEpoch(const ZeltMeasEpoch& epoch) {
 }
 
 void CggttsProcessor::startTracks(uint32_t t) {
-    const bool goesOn = slotAt(t) != 0 && t == lastSampleTime_ + kSampleSpacing;
+    const bool goesOn = lastSampleTime_ && slotAt(t) != 0 && t == *lastSampleTime_ + kSampleSpacing;
     lastSampleTime_ = t;
     if (goesOn) return;
     auto record = tracks_.begin();
@@ -70,12 +70,13 @@ void CggttsProcessor::addSatellite(const ZeltMeasSat& satellite, uint32_t t, int
     if (!(codes.code1 > kAvailableAbove && codes.code2 > kAvailableAbove)) return;
     // GLONASS has one number more than records (deliberate): satellites of unknown slot land in the record that
     // follows, Galileo's first.
-    const size_t record = firstRecordOf(c) + satellite.svid - kConstellations[c].firstSvid;
-    trackSample(tracks_[record], slot, t, codes);
+    TrackRecord& record = tracks_[firstRecordOf(c) + satellite.svid - kConstellations[c].firstSvid];
+    if (trackSample(record, slot, t, codes) && !station_) station_ = LocalFrameAt(record.antennaPos);
 }
 
 bool CggttsProcessor::closeTracks(uint32_t t) {
     if (slotAt(t) != kLastSlot) return false;
+    const LocalFrame station = station_.value_or(LocalFrame{});  // without a sample there is no line to need it
     bool waiting = false;
     auto record = tracks_.begin();
     for (size_t c = 0; c < kConstellations.size(); ++c) {
@@ -84,7 +85,7 @@ bool CggttsProcessor::closeTracks(uint32_t t) {
         for (int svid = kConstellations[c].firstSvid; svid <= kConstellations[c].lastSvid; ++svid, ++record) {
             DataLine line;
             const bool hasRoom = buffer.size() < kLineBufferFull;
-            if (!hasRoom || !finishTrack(*record, t, config_, station_, line)) continue;
+            if (!hasRoom || !finishTrack(*record, t, config_, station, line)) continue;
             line.svid = static_cast<uint8_t>(svid);
             formatDataLine(line, buffer);
         }

@@ -3,6 +3,7 @@
 
 #include <array>
 #include <cstdint>
+#include <optional>
 #include <string>
 
 #include "cggtts/constellations.h"
@@ -26,7 +27,7 @@ public:
     std::string& lineBuffer(size_t constellation) { return lineBuffers_[constellation]; }
 
     // The last sample instant, s since 1980-01-06; 0 before the first.
-    uint32_t lastSampleTime() const { return lastSampleTime_; }
+    uint32_t lastSampleTime() const { return lastSampleTime_.value_or(0); }
 
 private:
     void startTracks(uint32_t t);
@@ -36,9 +37,9 @@ private:
 
     const RunConfig& config_;
     const Qon::Nav::EphemerisStore& store_;
-    Qon::Nav::Station station_;
-    uint32_t lastSampleTime_ = 0;
-    uint32_t contiguousAnchor_ = 0;
+    std::optional<Qon::Nav::LocalFrame> station_;  // of all directions: where the first sample kept was received
+    std::optional<uint32_t> lastSampleTime_;
+    uint32_t contiguousAnchor_ = 0;  // the first sample instant
     std::array<TrackRecord, kTrackedSatellites> tracks_;
     std::array<std::string, kTrackedConstellations> lineBuffers_;
 };

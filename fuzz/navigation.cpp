@@ -77,10 +77,9 @@ void computeTrack(const Ephemeris& ephemeris, uint32_t end, int svid, Bytes sett
             {settings.u8(kChannel), row.signal1, row.signal2, settings.f64(kCode1) + slot, settings.f64(kCode2)});
     }
     require(record.sampleCount >= 0 && record.sampleCount <= kSlotsPerTrack, "the number of samples");
-    Station station;
     DataLine line;
     line.svid = static_cast<uint8_t>(svid);
-    if (!finishTrack(record, end, config, station, line)) return;
+    if (!finishTrack(record, end, config, LocalFrameAt(config.phaseCentre[c]), line)) return;
     require(record.sampleCount >= kMinSamples, "samples enough for a line");
     std::string text;
     formatDataLine(line, text);

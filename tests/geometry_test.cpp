@@ -39,7 +39,7 @@ TEST(Geometry, AzimuthAndElevation) {
     const Rows<double, double, double, double, double> cases = {
         {1, 0, 0, 0, 0},  {0, 1, 0, 90, 0},     {-1, 0, 0, 180, 0}, {1, -1e-3, 0, 360 - 0.0572957604, 0},
         {1, 0, 1, 0, 45}, {0, -1, -1, 270, -45}};
-    Station station;
+    const LocalFrame station = LocalFrameAt(receiver);
     for (const auto& [north, east, up, azimuth, elevation] : cases) {
         const Vector3 satellite{receiver.x + up * 1e7, receiver.y + east * 1e7, receiver.z + north * 1e7};
         const AzEl direction = GetAzEl(satellite, receiver, station);
@@ -47,7 +47,7 @@ TEST(Geometry, AzimuthAndElevation) {
         EXPECT_NEAR(direction.azimuth, azimuth * kRadian, 1e-9);
         EXPECT_EQ(GetElevation(satellite, receiver, station), direction.elevation);
     }
-    // The frame stays that of the first receiver: seen from the pole, "up" is still the equator's.
+    // Seen from the pole by the equator's horizon, "up" is the equator's.
     const AzEl kept = GetAzEl({1e7, 0, 6356752}, {0, 0, 6356752}, station);
     EXPECT_NEAR(kept.elevation, 90 * kRadian, 1e-6);
     EXPECT_FALSE(GetLineOfSight(receiver, {receiver.x + 0.5, 0, 0}).valid);

@@ -87,7 +87,7 @@ ByteVector navBlock(const System& system, const Truth& truth = {}) {
 ByteVector epochBlock(const System& system, uint32_t t, const Truth& truth = {}, int count = 1) {
     const double tk = t - kTrackStart;
     const double clock = truth.clock + truth.drift * (tk - kMiddle);
-    Station station;
+    const LocalFrame station = LocalFrameAt(kStation);
     double travel = 0.07;
     double elevation = 0;
     for (int i = 0; i < 6; ++i) {
@@ -229,6 +229,26 @@ TEST_F(TrackTest, WhatIsNoSampleChangesNothing) {
     EXPECT_EQ(linesOfLog(joined({slow, unstamped.u8(14, {1, 20}).u8(20, {1, 1}).done()})), expected);
 }
 
+// Directions are those of the first sample kept, though its track never yields a line.
+TEST_F(TrackTest, TheFirstSampleFixesTheStation) {
+    config.phaseCentre[2] = GeodeticToEcef(MakeLocalFrame(0.9 - 10 * kPi / 180, 0.15), 80);
+    ByteVector log = joined({navBlock(kGal), navBlock(kGps), epochBlock(kGal, kTrackStart + 30)});
+    for (uint32_t t = kTrackStart + 60; t <= kTrackStart + 780; t += 30) log += epochBlock(kGps, t);
+    const std::string line = linesOfLog(log).at(0);
+    EXPECT_NEAR(field(line, 24, 4), 800, 3) << line;  // from a horizon 10 degrees off
+}
+
+// The very first second of GPS time is an instant like any other: it anchors the contiguous tracks.
+TEST_F(TrackTest, TimeMayBeginAtTheOrigin) {
+    config.contiguous = true;
+    config.elevationMask = -90;
+    ByteVector log = BlockBuilder(navBlock(kGps)).u16(kZeltWncOffset, 0).u32(88, 0).u16(138, 0).done();
+    for (uint32_t i = 0; i <= 26; ++i) {
+        log += BlockBuilder(epochBlock(kGps, kTrackStart)).u32(kZeltTowOffset, i * 30000).u16(kZeltWncOffset, 0).done();
+    }
+    EXPECT_EQ(filesOf(log).size(), 4U);
+}
+
 TEST_F(TrackTest, NumericOnlyReplacesCapitals) {
     options.numericOnly = true;
     EXPECT_EQ(linesOfLog(simulate(kGps, 26)).at(0).substr(0, 7), "005 00 ");
@@ -276,9 +296,8 @@ TEST(FinishTrack, SingleValuesAreSingle) {
         const uint32_t t = start + 30 * static_cast<uint32_t>(slot + 1);
         trackSample(record, slot, t, {0, kGpsL1P, kGpsL2P, 22e6, 22e6 + 3.1 + 0.01 * slot * slot});
     }
-    Station station;
     DataLine line;
-    ASSERT_TRUE(finishTrack(record, start + kTrackLength, config, station, line));
+    ASSERT_TRUE(finishTrack(record, start + kTrackLength, config, LocalFrameAt(kStation), line));
     for (const double value : {line.mdtr, line.smdt, line.mdio, line.smdi, line.isg}) {
         const volatile float single = static_cast<float>(value);
         EXPECT_EQ(value, single);

@@ -28,6 +28,11 @@ LocalFrame MakeLocalFrame(double latitude, double longitude) {
     return {std::cos(longitude), std::sin(longitude), std::cos(latitude), std::sin(latitude)};
 }
 
+LocalFrame LocalFrameAt(const Vector3& position) {
+    const Geodetic geodetic = EcefToGeodetic(position);
+    return MakeLocalFrame(geodetic.latitude, geodetic.longitude);
+}
+
 LineOfSight GetLineOfSight(const Vector3& receiver, const Vector3& satellite) {
     const Vector3 d{satellite.x - receiver.x, satellite.y - receiver.y, satellite.z - receiver.z};
     const double range = std::sqrt(d.x * d.x + d.y * d.y + d.z * d.z);
@@ -41,34 +46,21 @@ Vector3 EcefToEnu(const Vector3& d, const LocalFrame& f) {
 
 namespace {
 
-// East, north and up of the satellite, and the range.
-struct LocalSight {
-    Vector3 enu;
-    double range;
-};
-
-LocalSight localSight(const Vector3& satellite, const Vector3& receiver, Station& station) {
-    if (!station.known) {
-        const Geodetic geodetic = EcefToGeodetic(receiver);
-        station = {true, MakeLocalFrame(geodetic.latitude, geodetic.longitude)};
-    }
-    const LineOfSight sight = GetLineOfSight(receiver, satellite);
-    return {EcefToEnu(sight.difference, station.frame), sight.range};
-}
-
-double elevationOf(const LocalSight& sight) { return std::asin(sight.enu.z / sight.range); }
+double elevationOf(const Vector3& enu, const LineOfSight& sight) { return std::asin(enu.z / sight.range); }
 
 }  // namespace
 
-AzEl GetAzEl(const Vector3& satellite, const Vector3& receiver, Station& station) {
-    const LocalSight sight = localSight(satellite, receiver, station);
-    double azimuth = std::atan2(sight.enu.x, sight.enu.y);
+AzEl GetAzEl(const Vector3& satellite, const Vector3& receiver, const LocalFrame& station) {
+    const LineOfSight sight = GetLineOfSight(receiver, satellite);
+    const Vector3 enu = EcefToEnu(sight.difference, station);
+    double azimuth = std::atan2(enu.x, enu.y);
     if (azimuth < 0) azimuth += kTwoPi;
-    return {azimuth, elevationOf(sight)};
+    return {azimuth, elevationOf(enu, sight)};
 }
 
-double GetElevation(const Vector3& satellite, const Vector3& receiver, Station& station) {
-    return elevationOf(localSight(satellite, receiver, station));
+double GetElevation(const Vector3& satellite, const Vector3& receiver, const LocalFrame& station) {
+    const LineOfSight sight = GetLineOfSight(receiver, satellite);
+    return elevationOf(EcefToEnu(sight.difference, station), sight);
 }
 
 Geodetic EcefToGeodetic(const Vector3& position) {

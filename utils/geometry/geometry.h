@@ -24,13 +24,6 @@ struct LocalFrame {
     double sinLat = 0;
 };
 
-// The station that azimuths and elevations are seen from: fixed by the first call of GetAzEl or GetElevation, then
-// kept.
-struct Station {
-    bool known = false;
-    LocalFrame frame;
-};
-
 struct LineOfSight {
     Vector3 difference;  // satellite - receiver, m
     double range = 0;    // its length, m
@@ -45,17 +38,20 @@ struct AzEl {
 
 LocalFrame MakeLocalFrame(double latitude, double longitude);
 
+// The frame of an ECEF position.
+LocalFrame LocalFrameAt(const Vector3& position);
+
 LineOfSight GetLineOfSight(const Vector3& receiver, const Vector3& satellite);
 
 // Rotates an ECEF difference into x = east, y = north, z = up of the frame.
 Vector3 EcefToEnu(const Vector3& difference, const LocalFrame& frame);
 
-// Direction of a satellite. The station's frame is set from `receiver` when it is not known yet and is then kept:
-// later calls use their own receiver position for the line of sight only.
-AzEl GetAzEl(const Vector3& satellite, const Vector3& receiver, Station& station);
+// Direction of a satellite: the line of sight from `receiver`, by the horizon and the north of `station`, which need
+// not be the receiver's own.
+AzEl GetAzEl(const Vector3& satellite, const Vector3& receiver, const LocalFrame& station);
 
 // GetAzEl's elevation alone.
-double GetElevation(const Vector3& satellite, const Vector3& receiver, Station& station);
+double GetElevation(const Vector3& satellite, const Vector3& receiver, const LocalFrame& station);
 
 // Bowring's closed form (B. R. Bowring, Survey Review 23, 1976, 323-327), one pass: below 1e-9 rad and 1e-5 m for
 // heights from -5 km to satellite altitudes. On the Z axis the longitude is 0.
