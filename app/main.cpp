@@ -3,6 +3,7 @@
 #include "app/cmdline.h"
 #include "app/driver.h"
 #include "app/output.h"
+#include "app/standardstreams.h"
 
 namespace {
 
@@ -11,6 +12,7 @@ constexpr int kConfigurationFailure = 3;
 }  // namespace
 
 int main(int argc, char** argv) {
+    openClosedStandardStreams();
     RunConfig config;
     RunOptions options;
     if (!parseOptions(argc, argv, config, options)) return kConfigurationFailure;

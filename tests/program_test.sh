@@ -66,4 +66,16 @@ tr '\r' '\n' <out | grep -qE '^Processing: \|={31}-? {30,31}\| 50%$' || fail "th
 tr '\r' '\n' <out | grep '^Processing' | grep -qvE '^.{80}$' && fail "an indicator line is not 80 wide"
 [ "$(tail -n 1 out)" = "Created following CGGTTS files:GZ____59.025" ] || fail "summary after progress"
 
+# Closed standard streams: no file takes the place of one and with it what is printed, be it progress or a message.
+mkdir blocked blocked/RZ____59.025
+for streams in '<&-' '>&-' '2>&-' '<&- >&-' '<&- 2>&-' '>&- 2>&-' '<&- >&- 2>&-'; do
+    rm -rf closed blocked/G*
+    mkdir closed
+    (cd closed && eval "\"\$program\" -f \"\$log\" -ls 18 -v $streams") >out 2>err || fail "status with $streams"
+    diff -r verbose closed || fail "files with $streams"
+    (cd blocked && eval "\"\$program\" -f \"\$log\" -ls 18 $streams") >out 2>err && fail "no failure with $streams"
+    # Of the file that was open when the program ended, the beginning.
+    cmp verbose/GZ____59.025 blocked/GZ____59.025 2>&1 | grep -q 'EOF on blocked' || fail "cut file with $streams"
+done
+
 [ $failures -eq 0 ]
