@@ -123,6 +123,7 @@ std::string makeFileName(const Constellation& constellation, const std::string& 
 }
 
 std::string formatHeader(size_t constellation, const HeaderTexts& texts, const RunConfig& config) {
+    if (constellation >= kConstellations.size()) return {};
     const Constellation& row = kConstellations[constellation];
     const Vector3& position = config.phaseCentre[constellation];
     const char* receiver = texts.receiverName.c_str();

@@ -53,7 +53,8 @@ std::string makeFileName(const Constellation& constellation, const std::string& 
                          uint32_t lastSampleTime);
 
 // The header, with its checksum and the two title lines of the columns. `constellation` is the index into
-// kConstellations. A line too long for the room it has is cut (a cut line loses its line end, deliberately).
+// kConstellations; the text is empty for an index beyond it. A line too long for the room it has is cut (a cut line
+// loses its line end, deliberately).
 std::string formatHeader(size_t constellation, const HeaderTexts& texts, const RunConfig& config);
 
 // Appends one data line of 127 columns and a line feed.

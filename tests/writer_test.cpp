@@ -111,6 +111,7 @@ TEST(Headers, LinesCapacitiesAndChecksum) {
         "INT DLY = 12.3 ns (Galileo E1)   -5.0 ns (Galileo E5a)     CAL_ID = cal\n"
         "CAB DLY = 153.4 ns\nREF DLY = 0.0 ns\nREF = UTC(X)\nCKSUM =";
     EXPECT_EQ(header.substr(0, expected.size() + 5), expected + checksum(expected, " %02x\n\n"));
+    EXPECT_EQ(formatHeader(kTrackedConstellations, texts, config), "");
 }
 
 // The BIPM schedule: tracks start at these minutes of the day, i = 0 to 88.
