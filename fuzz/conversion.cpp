@@ -1,16 +1,9 @@
 // The whole run over a hostile log: what the command line takes from it, the conversion, the files.
-#include <cstdio>
-#include <string>
-#include <vector>
-
 #include "app/cmdline.h"
-#include "app/driver.h"
 #include "fuzz/logmutator.h"
 #include "fuzz/support.h"
 
 namespace {
-
-constexpr const char* kLog = "log";
 
 bool parse(std::vector<std::string> arguments, RunConfig& config, RunOptions& options) {
     std::vector<char*> argv;
@@ -26,11 +19,11 @@ extern "C" int LLVMFuzzerInitialize(int* /*argc*/, char*** /*argv*/) {
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    const InScratchDirectory directory;
-    writeFile(kLog, data, size);
+    const Inside inside(scratch());
+    writeFile("log", {data, data + size});
     // The last byte decides how the log is converted.
     const unsigned how = size == 0 ? 0 : data[size - 1];
-    std::vector<std::string> arguments{"", "-f", kLog, "-elm-90"};
+    std::vector<std::string> arguments{"", "-f", "log", "-elm-90"};
     if ((how & 1) != 0) arguments.emplace_back("-C");
     if ((how & 2) != 0) arguments.emplace_back("-matlab");
     if ((how & 4) != 0) arguments.emplace_back("-v");
@@ -43,10 +36,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         for (const char* given : {"-ls18", "-px3582105", "-py532589", "-pz5232754"}) arguments.emplace_back(given);
         require(parse(arguments, config, options), "options that need nothing of the log");
     }
-    OutputRegistry outputs;
-    processFile(config, options, outputs);
-    closeOutputs(outputs);
-    checkAndRemoveOutputs(kLog, options.numericOnly);
+    convertFile(config, options);
     return 0;
 }
 

@@ -3,16 +3,14 @@
 #include <algorithm>
 #include <iterator>
 #include <random>
-#include <vector>
+#include <utility>
 
-#include "utils/zeltdata/zeltblock.h"
-#include "utils/zeltdata/zeltcrc.h"
+#include "tests/support/blocks.h"
 
 extern "C" size_t LLVMFuzzerMutate(uint8_t* data, size_t size, size_t maxSize);
 
 namespace {
 
-using ByteVector = std::vector<uint8_t>;
 using Blocks = std::vector<ByteVector>;
 
 constexpr uint16_t kNumbers[] = {
@@ -37,29 +35,16 @@ struct Mutation {
     ByteVector& any() { return blocks[below(blocks.size())]; }
 };
 
-void put(ByteVector& block, size_t offset, uint64_t value, size_t count) {
-    for (size_t i = 0; i < count && offset + i < block.size(); ++i)
-        block[offset + i] = static_cast<uint8_t>(value >> 8 * i);
-}
-
-void repair(ByteVector& block) {
-    put(block, kZeltLengthOffset, block.size(), 2);
-    put(block, kZeltCrcOffset, zeltCrc(block.data() + kZeltIdOffset, block.size() - kZeltIdOffset), 2);
-}
-
-// The blocks of a log, whatever their CRC, each with the garbage that follows it in a "block" of its own.
+// The blocks of a log, whatever their CRC, and what lies between them as blocks of its own.
 Blocks split(Bytes log) {
     Blocks blocks;
-    size_t garbage = 0;
-    for (size_t at = 0; at <= log.size;) {
-        const size_t length = log.u16(at + kZeltLengthOffset);
-        const bool isBlock =
-            log.u8(at) == kZeltSync1 && log.u8(at + 1) == kZeltSync2 && length >= kZeltMinLength && log.has(at, length);
-        if ((isBlock || at == log.size) && garbage < at) blocks.emplace_back(log.data + garbage, log.data + at);
-        if (isBlock) blocks.emplace_back(log.data + at, log.data + at + length);
-        at += isBlock ? length : 1;
-        if (isBlock) garbage = at;
+    const uint8_t* at = log.data;
+    for (const Bytes block : blocksOf(log, Crc::kAny)) {
+        if (at != block.data) blocks.emplace_back(at, block.data);
+        blocks.push_back(copyOf(block));
+        at = block.data + block.size;
     }
+    if (at != log.data + log.size) blocks.emplace_back(at, log.data + log.size);
     return blocks;
 }
 
@@ -76,14 +61,20 @@ void mutateBody(ByteVector& block) {
 }
 
 void mutateField(Mutation& m, ByteVector& block) {
-    const Bytes view{block.data(), block.size()};
+    const Bytes view = viewOf(block);
+    const auto put = [&block](size_t at, size_t size, uint64_t value) {
+        BlockBuilder builder(std::move(block));
+        block = builder.put(at, size, value).bytes;
+    };
+    const size_t at = kZeltHeaderSize + m.below(block.size());
+    const uint64_t hostile = kHostile[m.below(std::size(kHostile))];
     switch (m.below(6)) {
-        case 0: return put(block, kZeltIdOffset, kNumbers[m.below(std::size(kNumbers))] | m.below(5) << 13, 2);
-        case 1: return put(block, kZeltTowOffset, zeltTow(view) + (m.below(4) - 1) * 30000, 4);
-        case 2: return put(block, kZeltWncOffset, zeltWnc(view) + (m.below(3) - 1) * (m.below(2) == 0 ? 1 : 1024), 2);
-        case 3: return put(block, kZeltHeaderSize + m.below(block.size()), kHostile[m.below(std::size(kHostile))], 8);
-        case 4: return put(block, kZeltHeaderSize + m.below(block.size()), kHostile[m.below(std::size(kHostile))], 4);
-        default: return put(block, kZeltHeaderSize + m.below(block.size()), m.random(), 1);
+        case 0: return put(kZeltIdOffset, 2, kNumbers[m.below(std::size(kNumbers))] | m.below(5) << 13);
+        case 1: return put(kZeltTowOffset, 4, zeltTow(view) + (m.below(4) - 1) * (m.below(2) == 0 ? 1000 : 30000));
+        case 2: return put(kZeltWncOffset, 2, zeltWnc(view) + (m.below(3) - 1) * (m.below(2) == 0 ? 1 : 1024));
+        case 3: return put(at, 8, hostile);
+        case 4: return put(at, 4, hostile);
+        default: return put(at, 1, m.random());
     }
 }
 
@@ -91,7 +82,7 @@ void mutateField(Mutation& m, ByteVector& block) {
 void shareStamp(Mutation& m) {
     const ByteVector from = m.any();
     ByteVector& to = m.any();
-    for (size_t i = kZeltTowOffset; i < kZeltMinLength && i < from.size() && i < to.size(); ++i) to[i] = from[i];
+    to = BlockBuilder(to).u32(kZeltTowOffset, zeltTow(viewOf(from))).u16(kZeltWncOffset, zeltWnc(viewOf(from))).bytes;
 }
 
 void rearrange(Mutation& m) {
@@ -125,7 +116,7 @@ size_t mutateLog(uint8_t* data, size_t size, size_t maxSize, unsigned seed) {
     }
     size_t written = 0;
     for (ByteVector& block : m.blocks) {
-        if (isBlock(block) && m.below(200) != 0) repair(block);
+        if (isBlock(block) && m.below(200) != 0) block = BlockBuilder(std::move(block)).done();
         const size_t count = std::min(block.size(), maxSize - written);
         std::copy_n(block.begin(), count, data + written);
         written += count;

@@ -13,8 +13,6 @@
 
 namespace {
 
-using ByteVector = std::vector<uint8_t>;
-
 constexpr const char* kLog = "log";
 constexpr size_t kMaxLog = size_t{300} * 1024;
 constexpr size_t kMaxSummed = size_t{800} * 1024;  // bytes that the model may sum for false starts
@@ -160,10 +158,10 @@ void compareRequest(ZeltFile& file, const Model& model, size_t& position, Fuzzed
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    const InScratchDirectory directory;
+    const Inside inside(scratch());
     FuzzedDataProvider script(data, size);
     const ByteVector log = makeLog(script);
-    writeFile(kLog, log.data(), log.size());
+    writeFile(kLog, log);
     compareCrcs(log, script);
     const Model model(log);
     ZeltFile file;

@@ -1,149 +1,59 @@
-// seeds LOG DIRECTORY: makes the seed corpora in DIRECTORY/TARGET from the example log. Of every constellation one
-// satellite over one track, once in either measurement format: small, and enough for a line.
+// seeds DIRECTORY: makes the seed corpora in DIRECTORY/TARGET: slices of the example logs, and simulated satellites.
+#include <algorithm>
 #include <cstdio>
-#include <cstring>
-#include <filesystem>
-#include <fstream>
-#include <string>
+#include <random>
 
-#include "bench/encoders.h"
-#include "bench/seedlog.h"
-#include "cggtts/constellations.h"
 #include "cggtts/schedule.h"
-#include "utils/geometry/navtools.h"
-#include "utils/zeltdata/zeltnav.h"
-
-using namespace Qon::Nav;
+#include "tests/support/logs.h"
+#include "tests/support/satellite.h"
 
 namespace {
 
-namespace fs = std::filesystem;
+std::filesystem::path directory;
 
-void writeSeed(const fs::path& directory, const std::string& name, const ByteVector& bytes) {
-    fs::create_directories(directory);
-    std::ofstream out(directory / name, std::ios::binary);
-    out.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+void writeSeed(const std::string& target, const std::string& name, const ByteVector& bytes) {
+    std::filesystem::create_directories(directory / target);
+    writeFile(directory / target / name, bytes);
 }
 
-void append(ByteVector& log, const std::vector<ByteVector>& blocks) {
-    for (const ByteVector& block : blocks) log.insert(log.end(), block.begin(), block.end());
-}
-
-uint32_t secondsOf(const ZeltMeasEpoch& epoch) { return epoch.wnc * kSecondsPerWeek + epoch.tow / 1000; }
-
-bool hasBothCodes(const ZeltMeasSat& satellite, const Constellation& c) {
-    int found = 0;
-    for (const ZeltMeasSignal& signal : satellite.signals[0]) {
-        if (signal.flags != 0 && (signal.signalType == c.signal1 || signal.signalType == c.signal2)) ++found;
+// The first epochs of an example with all their blocks.
+void writeEpochSeed(const std::string& name, const std::vector<Bytes>& blocks, uint8_t mode) {
+    ByteVector seed{mode};
+    for (const Bytes block : blocks) {
+        if (zeltIsMeasBlock(block) && zeltTow(block) < zeltTow(blocks[0]) + 90000) seed += copyOf(block);
     }
-    return found == 2;
+    writeSeed("epochs", name, seed);
 }
 
-// The epoch with that satellite alone; false when the satellite is not there with its two codes.
-bool pick(const ZeltMeasEpoch& epoch, int svid, ZeltMeasEpoch& picked) {
-    picked = epoch;
-    picked.satelliteCount = 0;
-    for (int i = 0; i < epoch.satelliteCount; ++i) {
-        const ZeltMeasSat& satellite = epoch.satellites[static_cast<size_t>(i)];
-        if (satellite.svid != svid || !hasBothCodes(satellite, kConstellations[constellationOf(svid)])) continue;
-        picked.satellites[0] = satellite;
-        picked.satelliteCount = 1;
+// A track of the compact example, from the reference epoch before it on, with every other ephemeris.
+void writeTrackSeed(const std::vector<Bytes>& blocks) {
+    const auto slotAt = [](int64_t second) { return slotIndex(static_cast<uint32_t>(second), false, 0); };
+    ByteVector seed = copyOf(blocks[0]);
+    bool isTrack = false;
+    for (const Bytes block : blocks) {
+        isTrack = isTrack || slotAt(secondOf(block) + kSampleSpacing) == 0;
+        const bool isNav = !zeltIsMeasBlock(block) && !isTrack && block.u8(kZeltSvidOffset) % 2 == 0;
+        if (isNav || (isTrack && zeltNumber(block) == kZeltMeas3Ranges)) seed += copyOf(block);
+        if (isTrack && slotAt(secondOf(block)) == kLastSlot) break;
     }
-    return picked.satelliteCount == 1;
-}
-
-// The 26 epochs of the first track that the satellite is there throughout; empty when there is none.
-std::vector<ZeltMeasEpoch> trackOf(const SeedLog& log, int svid) {
-    std::vector<ZeltMeasEpoch> track;
-    for (const ZeltMeasEpoch& epoch : log.epochs) {
-        const int slot = slotIndex(secondsOf(epoch), false, 0);
-        ZeltMeasEpoch picked;
-        if (slot == 0) track.clear();
-        if (slot != kNoSlot && pick(epoch, svid, picked)) track.push_back(picked);
-        if (slot == kLastSlot && track.size() == kSlotsPerTrack) return track;
-    }
-    return {};
-}
-
-bool isEphemerisOf(Bytes block, int svid) {
-    const uint16_t number = zeltNumber(block);
-    const bool isNav = number == kZeltGpsNav || number == kZeltGloNav || number == kZeltBdsNav ||
-                       (number == kZeltGalNav && block.u8(ZeltGalNav::kSource) == ZeltGalNav::kSourceFnav);
-    return isNav && block.u8(kZeltSvidOffset) == loggedSvid(static_cast<uint8_t>(svid));
-}
-
-// The blocks other than measurements that a track needs: the setup, and the ephemeris in force when it begins. Empty
-// when there is no ephemeris yet.
-ByteVector preludeOf(const SeedLog& log, int svid, uint32_t time) {
-    ByteVector setup;
-    ByteVector ephemeris;
-    for (const SeedBlock& block : log.blocks) {
-        const Bytes view{block.bytes.data(), block.bytes.size()};
-        if (zeltNumber(view) == kZeltReceiverSetup) setup = block.bytes;
-        if (isEphemerisOf(view, svid) && log.start + block.second <= int64_t{time}) ephemeris = block.bytes;
-    }
-    if (ephemeris.empty()) return {};
-    append(setup, {ephemeris});
-    return setup;
-}
-
-void writeTrackSeeds(const ByteVector& prelude, int svid, const std::vector<ZeltMeasEpoch>& track,
-                     const fs::path& directory) {
-    ByteVector verbose = prelude;
-    ByteVector compact = prelude;
-    ByteVector verboseEpochs{0, 0};
-    ByteVector compactEpochs{1, 0};
-    Meas3Encoder encoder;
-    for (size_t i = 0; i < track.size(); ++i) {
-        const auto blocks = encodeMeasEpoch(track[i]);
-        const auto compactBlocks = encoder.encode(track[i], track[i + 1 < track.size() ? i + 1 : i]);
-        append(verbose, {blocks[0]});
-        append(compact, {compactBlocks[0]});
-        if (i >= 4) continue;
-        append(verboseEpochs, blocks);
-        append(compactEpochs, compactBlocks);
-    }
-    verbose.push_back(0);  // the byte that sets the options
-    compact.push_back(0);
-    const std::string name = "satellite" + std::to_string(svid);
-    writeSeed(directory / "conversion", name + "-verbose", verbose);
-    writeSeed(directory / "conversion", name + "-compact", compact);
-    writeSeed(directory / "epochs", name + "-verbose", verboseEpochs);
-    writeSeed(directory / "epochs", name + "-compact", compactEpochs);
-}
-
-// Whole epochs: four of them, all satellites.
-void writeEpochSeeds(const SeedLog& log, const fs::path& directory) {
-    ByteVector verbose{0, 0};
-    ByteVector compact{1, 0};
-    Meas3Encoder encoder;
-    for (size_t i = 0; i < 3; ++i) {
-        append(verbose, encodeMeasEpoch(log.epochs[i]));
-        append(compact, encoder.encode(log.epochs[i], log.epochs[i + 1]));
-    }
-    writeSeed(directory / "epochs", "whole-verbose", verbose);
-    writeSeed(directory / "epochs", "whole-compact", compact);
+    seed.push_back(0);  // the byte that sets the options
+    writeSeed("conversion", "track", seed);
 }
 
 // Plausible settings of the navigation target in front of each kind's first block.
-void writeNavigationSeeds(const SeedLog& log, const fs::path& directory) {
+void writeNavigationSeeds(const std::vector<Bytes>& blocks) {
+    BlockBuilder settings(ByteVector{100, 0, 0, 8, 18, 0, 0, 0});
+    settings.f64(8, 22e6).f64(16, 22e6 + 3).f64(24, 30);
     for (const uint16_t number : {kZeltGpsNav, kZeltGalNav, kZeltGloNav, kZeltBdsNav}) {
-        for (const SeedBlock& block : log.blocks) {
-            if (zeltNumber({block.bytes.data(), block.bytes.size()}) != number) continue;
-            ByteVector seed{100, 0, 0, 8, 18, 0, 0, 0};
-            for (const double value : {22e6, 22e6 + 3, 30.0}) {
-                uint64_t bits = 0;
-                std::memcpy(&bits, &value, sizeof bits);
-                putBytes(seed, bits, sizeof bits);
-            }
-            append(seed, {block.bytes});
-            writeSeed(directory / "navigation", "block" + std::to_string(number), seed);
-            break;
-        }
+        const auto isKind = [number](Bytes block) {
+            return zeltNumber(block) == number && (number != kZeltGalNav || block.u8(15) == 16);
+        };
+        const Bytes block = *std::find_if(blocks.begin(), blocks.end(), isKind);
+        writeSeed("navigation", std::to_string(number), joined({settings.bytes, copyOf(block)}));
     }
 }
 
-void writeCommandLineSeeds(const fs::path& directory) {
+void writeCommandLineSeeds() {
     const std::string lines[] = {
         "\n-f\nlog",
         "\n-flog\n-px1\n-py2\n-pz3\n-ls18\n-elm-90",
@@ -156,45 +66,36 @@ void writeCommandLineSeeds(const fs::path& directory) {
     };
     int n = 0;
     for (const std::string& text : lines) {
-        writeSeed(directory / "commandline", "line" + std::to_string(++n), {text.begin(), text.end()});
+        writeSeed("commandline", "line" + std::to_string(++n), {text.begin(), text.end()});
     }
 }
 
 // Scripts of which no byte is special: noise does.
-void writeReaderSeeds(const fs::path& directory) {
-    uint32_t state = 1;
-    for (int n = 0; n < 4; ++n) {
-        ByteVector seed;
-        for (int i = 0; i < 400 * (n + 1); ++i) {
-            state = state * 1664525 + 1013904223;
-            seed.push_back(static_cast<uint8_t>(state >> 24));
-        }
-        writeSeed(directory / "reader", "script" + std::to_string(n), seed);
+void writeReaderSeeds() {
+    std::minstd_rand random;
+    for (size_t n = 1; n <= 4; ++n) {
+        ByteVector seed(400 * n);
+        for (uint8_t& byte : seed) byte = static_cast<uint8_t>(random() >> 8);
+        writeSeed("reader", "script" + std::to_string(n), seed);
     }
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-    SeedLog log;
-    if (argc != 3 || !readSeed(argv[1], log)) {
-        std::fprintf(stderr, "seeds: usage: seeds LOG DIRECTORY\n");
-        return 1;
+    if (argc != 2) return std::fprintf(stderr, "seeds: usage: seeds DIRECTORY\n");
+    directory = argv[1];
+    const ByteVector verbose = readLog(kExampleLog);
+    const ByteVector compact = readLog(kCompactLog);
+    const std::vector<Bytes> blocks = blocksOf(viewOf(compact));
+    writeEpochSeed("verbose", blocksOf(viewOf(verbose)), kZeltAllowMeasEpoch);
+    writeEpochSeed("compact", blocks, kZeltAllowMeas3);
+    writeTrackSeed(blocks);
+    writeNavigationSeeds(blocks);
+    for (const Satellite& satellite : {kGpsSatellite, kGalSatellite, kBdsSatellite}) {
+        writeSeed("conversion", {satellite.letter}, joined({simulate(satellite), {0}}));
     }
-    const fs::path directory = argv[2];
-    for (const Constellation& c : kConstellations) {
-        for (int svid = c.firstSvid; svid <= c.lastSvid; ++svid) {
-            const auto track = trackOf(log, svid);
-            if (track.empty()) continue;
-            const ByteVector prelude = preludeOf(log, svid, secondsOf(track[0]));
-            if (prelude.empty()) continue;
-            writeTrackSeeds(prelude, svid, track, directory);
-            break;
-        }
-    }
-    writeEpochSeeds(log, directory);
-    writeNavigationSeeds(log, directory);
-    writeCommandLineSeeds(directory);
-    writeReaderSeeds(directory);
+    writeCommandLineSeeds();
+    writeReaderSeeds();
     return 0;
 }

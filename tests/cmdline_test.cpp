@@ -4,7 +4,7 @@
 
 #include "app/helptext.h"
 #include "cggtts/writer.h"
-#include "tests/logbuilder.h"
+#include "tests/support/logs.h"
 #include "utils/geometry/navtools.h"
 
 namespace {
@@ -16,8 +16,8 @@ ByteVector setupBlock(int revision = 4, double latitude = 0) {
     return builder.f64(368, latitude).f32(384, 100).done();
 }
 
-ByteVector epochBlock(uint32_t second, int number = kZeltMeasEpoch) {
-    return BlockBuilder(number, 20, 1, second % 604800 * 1000, static_cast<int>(second / 604800)).done();
+ByteVector epochBlock(int64_t second, int number = kZeltMeasEpoch) {
+    return BlockBuilder(number, 20).stamp(second).done();
 }
 
 ByteVector utcBlock(int wnc, int leapSeconds, int number = kZeltGpsUtc) {
@@ -25,8 +25,8 @@ ByteVector utcBlock(int wnc, int leapSeconds, int number = kZeltGpsUtc) {
 }
 
 struct CommandLineTest : testing::Test {
-    TestDirectory directory;
-    std::string log = directory.write("log", setupBlock());
+    ScratchFolder folder;
+    std::string log = folder.write("log", setupBlock());
     RunConfig config;
     RunOptions options;
     std::string errors;
@@ -56,7 +56,8 @@ TEST_F(CommandLineTest, ValuesGluedOrApart) {
     const char* const delays[] = {"= 1.0 ns (GPS P1)   -25.0 ns (GPS P2)", "= 3.0 ns (GLO C1)   4.0 ns (GLO C2)",
                                   "= 4.0 ns (Galileo E1)   3.0 ns (Galileo E5a)",
                                   "= 5.0 ns (BeiDou B1)   6.0 ns (BeiDou B2)"};
-    for (size_t c = 0; c < 4; ++c) EXPECT_NE(formatHeader(c, {}, config).find(delays[c]), std::string::npos) << c;
+    for (size_t c = 0; c < std::size(delays); ++c)
+        EXPECT_NE(formatHeader(c, {}, config).find(delays[c]), std::string::npos) << c;
     EXPECT_EQ(config.delayCable, 78.4);
     EXPECT_EQ(config.elevationMask, 5);
     EXPECT_EQ(config.leapSeconds, 18);
@@ -68,11 +69,14 @@ TEST_F(CommandLineTest, ValuesGluedOrApart) {
 }
 
 TEST_F(CommandLineTest, EachFailurePrintsItsMessage) {
-    const std::string unstamped = directory.write("2021", utcBlock(kTestWeek, 18));
+    const std::string stamped = folder.write("2021", utcBlock(kTestWeek, 18));
     const auto syntaxError = [](const std::string& option) {
         return "!! Syntax error in " + option + " argument.  Use -h option for help.\n";
     };
-    const Rows<std::vector<std::string>, std::string> cases = {
+    const struct {
+        std::vector<std::string> arguments;
+        std::string message;
+    } cases[] = {
         {{"-f"}, "The Zelt file \"\" could not be opened for reading: No such file or directory\n"},
         {{"-f", log, "-elm", "abc"}, syntaxError("-elm")},
         {{"-f", log, "-dl1", "3", "-dl1", "x"}, syntaxError("-dl1")},
@@ -80,12 +84,12 @@ TEST_F(CommandLineTest, EachFailurePrintsItsMessage) {
         {{"-f", log, "-bx"}, syntaxError("-b")},
         {{"-f", log, "-e", "never"}, syntaxError("-e")},
         {{"-f", log, "foo", "bar"}, "!! Unknown option foo.  Use -h option for help.\n"},
-        {{"-f", unstamped, "-px1"}, "!! Leap second cannot be determined.  Use -ls option to set it manually.\n"},
-        {{"-f", unstamped, "-ls18"}, "!! Receiver position unknown.  Use -px, -py and -pz options to set it.\n"},
+        {{"-f", stamped, "-px1"}, "!! Leap second cannot be determined.  Use -ls option to set it manually.\n"},
+        {{"-f", stamped, "-ls18"}, "!! Receiver position unknown.  Use -px, -py and -pz options to set it.\n"},
     };
-    for (const auto& [arguments, message] : cases) {
-        EXPECT_FALSE(parse(arguments)) << message;
-        EXPECT_EQ(errors, message);
+    for (const auto& c : cases) {
+        EXPECT_FALSE(parse(c.arguments)) << c.message;
+        EXPECT_EQ(errors, c.message);
     }
 }
 
@@ -118,16 +122,18 @@ TEST_F(CommandLineTest, TableOrderAndHelpHold) {
 TEST_F(CommandLineTest, EpochBounds) {
     constexpr int64_t kDay = 86400000;
     constexpr int64_t kJune2019 = 14391 * kDay;  // 2019-06-01, counted from 1980-01-06
-    const Rows<const char*, int64_t> cases = {
-        {"19/06/01 00.00.00", kJune2019},       {"119-6-1", kJune2019},
-        {"2020-02-30", kJune2019 + 274 * kDay}, {"2019-06-01_23:59:59.9995", kJune2019 + kDay},
-        {"2019", kJune2019 - 183 * kDay},       {"1980-01-06", 0},
-        {"1980-01-05_23:59:59", -999},          {"2019-06-01_00:00:inf", INT64_MAX},
-        {"2019-06-01_00:00:-1e300", INT64_MIN}};
-    for (const auto& [text, milliseconds] : cases) {
+    const struct {
+        const char* text;
+        int64_t milliseconds;
+    } cases[] = {{"19/06/01 00.00.00", kJune2019},       {"119-6-1", kJune2019},
+                 {"2020-02-30", kJune2019 + 274 * kDay}, {"2019-06-01_23:59:59.9995", kJune2019 + kDay},
+                 {"2019", kJune2019 - 183 * kDay},       {"1980-01-06", 0},
+                 {"1980-01-05_23:59:59", -999},          {"2019-06-01_00:00:inf", INT64_MAX},
+                 {"2019-06-01_00:00:-1e300", INT64_MIN}};
+    for (const auto& c : cases) {
         int64_t value = 1;
-        EXPECT_TRUE(parseEpochBound(text, value)) << text;
-        EXPECT_EQ(value, milliseconds) << text;
+        EXPECT_TRUE(parseEpochBound(c.text, value)) << c.text;
+        EXPECT_EQ(value, c.milliseconds) << c.text;
     }
     int64_t untouched = 1;
     EXPECT_FALSE(parseEpochBound("x", untouched));
@@ -141,24 +147,29 @@ TEST_F(CommandLineTest, EpochBounds) {
 // Unknown up to the first leap second, during which the count before still holds, and from 2020 on.
 TEST_F(CommandLineTest, LeapSecondsOfTheLog) {
     constexpr int kUnknown = INT32_MIN;
-    Rows<ByteVector, int32_t> cases = {{epochBlock(1261872000, kZeltMeas3Ranges), kUnknown},
-                                       {epochBlock(1261871999, kZeltMeas3Ranges), 18},
-                                       {utcBlock(kZeltNoWnc, -3), -3},
-                                       {utcBlock(kZeltNoWnc, 5, kZeltUtc2), 5},
-                                       {utcBlock(kTestWeek, 18), kUnknown}};
+    struct Case {
+        ByteVector block;
+        int leapSeconds;
+    };
+    std::vector<Case> cases = {{epochBlock(1261872000, kZeltMeas3Ranges), kUnknown},
+                               {epochBlock(1261871999, kZeltMeas3Ranges), 18},
+                               {utcBlock(kZeltNoWnc, -3), -3},
+                               {utcBlock(kZeltNoWnc, 5, kZeltUtc2), 5},
+                               {utcBlock(kTestWeek, 18), kUnknown}};
     int count = 0;
     // Years from 1900 and months before which a leap second was inserted (IERS Bulletin C).
     constexpr uint32_t kMonths[] = {8107, 8207, 8307, 8507, 8801,  9001,  9101,  9207,  9307,
                                     9407, 9601, 9707, 9901, 10601, 10901, 11207, 11507, 11701};
     for (const uint32_t month : kMonths) {
         const double utc = Qon::Nav::DateToGpsSeconds(1900 + month / 100, month % 100, 1, 0, 0, 0);
-        const uint32_t leap = static_cast<uint32_t>(utc) + static_cast<uint32_t>(count);
-        cases.emplace_back(epochBlock(leap), count == 0 ? kUnknown : count);
-        cases.emplace_back(epochBlock(leap + 1), ++count);
+        const int64_t leap = static_cast<int64_t>(utc) + count;
+        cases.push_back({epochBlock(leap), count == 0 ? kUnknown : count});
+        cases.push_back({epochBlock(leap + 1), ++count});
     }
-    for (const auto& [block, expected] : cases) {
-        EXPECT_EQ(parse({"-f", directory.write("leap", joined({setupBlock(), block}))}), expected != kUnknown);
-        EXPECT_EQ(config.leapSeconds, expected);
+    for (const Case& c : cases) {
+        const std::string path = folder.write("leap", joined({setupBlock(), c.block}));
+        EXPECT_EQ(parse({"-f", path}), c.leapSeconds != kUnknown);
+        EXPECT_EQ(config.leapSeconds, c.leapSeconds);
     }
 }
 
@@ -179,7 +190,7 @@ TEST_F(CommandLineTest, PhaseCentresFollowTheOffsets) {
 // The product name came with revision 3, the position with revision 4; the receiver may not know it.
 TEST_F(CommandLineTest, SetupsOfEveryRevision) {
     const auto productOf = [&](int revision, double latitude) {
-        const std::string path = directory.write("setup", setupBlock(revision, latitude));
+        const std::string path = folder.write("setup", setupBlock(revision, latitude));
         return (parse({"-f", path, "-ls18"}) ? "placed " : "") + options.productName;
     };
     EXPECT_EQ(productOf(2, 0), "Unknown");

@@ -2,12 +2,9 @@
 
 #include <tuple>
 
-#include "tests/logbuilder.h"
-#include "utils/zeltdata/zeltmeas.h"
+#include "tests/support/logs.h"
 
 namespace {
-
-constexpr unsigned kMode = kZeltAllowMeas3 | kZeltAllowMeasEpoch;
 
 ByteVector epochBlock(uint32_t tow, int svid) {
     return BlockBuilder(kZeltMeasEpoch, 40, 1, tow).u8(14, {1, 20}).u8(20, {1, 0, svid}).u32(24, 1000).done();
@@ -24,29 +21,27 @@ using Decoded = std::vector<std::tuple<uint32_t, int, double>>;  // TOW, SVID an
 // What comes out of a log: as the driver does it, or, without a file, with nothing to look ahead at.
 Decoded collect(const std::vector<ByteVector>& blocks, bool fromFile = true) {
     Decoded decoded;
-    ZeltMeasEpoch epoch{};
-    const auto note = [&](bool complete) {
-        const ZeltMeasSat& first = epoch.satellites[0];
-        if (complete) decoded.emplace_back(epoch.tow, first.svid, first.signals[0][0].pseudorange);
+    const auto note = [&decoded](const ZeltMeasEpoch& epoch) {
+        forEachSignal(epoch, [&](const ZeltMeasSat& satellite, size_t, size_t, const ZeltMeasSignal& signal) {
+            decoded.emplace_back(epoch.tow, satellite.svid, signal.pseudorange);
+        });
     };
-    const auto visit = [&](ZeltFile& file, Bytes block) {
-        if (zeltHasTimeStamp(block)) note(zeltCollectMeasBlock(file, block, epoch, kMode));
-        if (zeltGetFilePos(file) == static_cast<int64_t>(joined(blocks).size())) {
-            note(zeltDecodePendingEpoch(file, epoch, kMode));
-        }
-    };
+    EpochReader reader;
     if (fromFile) {
-        forEachBlock(TestDirectory().write("log", joined(blocks)), visit);
-        return decoded;
+        reader.read(ScratchFolder().write("log", joined(blocks)), note);
+    } else {
+        for (const ByteVector& block : blocks) reader.take(viewOf(block), note);
+        reader.finish(note);
     }
-    ZeltFile none;
-    zeltOpenFile(nullptr, none);
-    for (const ByteVector& block : blocks) visit(none, viewOf(block));
     return decoded;
 }
 
 TEST(Collector, EpochsEndWhereTheyShould) {
-    const Rows<const char*, std::vector<ByteVector>, Decoded> cases = {
+    const struct {
+        const char* what;
+        std::vector<ByteVector> log;
+        Decoded expected;
+    } cases[] = {
         {"refinement before and after",
          {fullRangeBlock(1, 7), epochBlock(1, 5), epochBlock(2, 6), fullRangeBlock(2, 9)},
          {{1, 5, 7}, {2, 6, 9}}},
@@ -65,7 +60,7 @@ TEST(Collector, EpochsEndWhereTheyShould) {
          {{1, 5, 1}, {2, 6, 1}, {4, 7, 1}}},
         {"nor at the end", {epochBlock(1, 5), fullRangeBlock(1, 7, kZeltNoWnc)}, {{1, 5, 1}}},
     };
-    for (const auto& [what, log, expected] : cases) EXPECT_EQ(collect(log), expected) << what;
+    for (const auto& c : cases) EXPECT_EQ(collect(c.log), c.expected) << c.what;
 }
 
 TEST(Collector, WithoutAFileTheKindsOfTheEpochBeforeTell) {
@@ -77,13 +72,15 @@ TEST(Collector, WithoutAFileTheKindsOfTheEpochBeforeTell) {
     EXPECT_EQ(collect(log, false), expected);
 }
 
-TEST(MeasBlocks, NumbersAndAntennas) {
-    const int cases[][2] = {{4000, 0}, {4027, 0}, {4098, 0}, {4109, 1}, {4110, 2},
-                            {4111, 2}, {4112, 2}, {4113, 2}, {5944, 0}};
-    for (const auto& [number, antenna] : cases) {
-        const auto block = BlockBuilder(number, 20, 3).u8(14, 0xFA).u8(18, 0x79).done();
-        EXPECT_TRUE(zeltIsMeasBlock(viewOf(block))) << number;
-        EXPECT_EQ(zeltMeasAntennaIndex(viewOf(block)), antenna) << number;
+// Of the compact family one byte tells the antenna; the others have none.
+TEST(MeasBlocks, Antennas) {
+    const struct {
+        int number, antenna;
+    } cases[] = {{4000, 0}, {4027, 0}, {4098, 0}, {4109, 1}, {4110, 2}, {4111, 2}, {4112, 2}, {4113, 2}, {5944, 0}};
+    for (const auto& c : cases) {
+        const ByteVector block = BlockBuilder(c.number, 20, 3).u8(14, 0xFA).u8(18, 0x79).done();
+        EXPECT_TRUE(zeltIsMeasBlock(viewOf(block))) << c.number;
+        EXPECT_EQ(zeltMeasAntennaIndex(viewOf(block)), c.antenna) << c.number;
     }
     EXPECT_FALSE(zeltIsMeasBlock(viewOf(otherBlock(0))));
 }

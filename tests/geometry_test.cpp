@@ -4,7 +4,6 @@
 
 #include <cmath>
 
-#include "tests/logbuilder.h"
 #include "utils/geometry/navtools.h"
 #include "utils/geometry/satnames.h"
 #include "utils/geometry/sigtypes.h"
@@ -35,16 +34,17 @@ TEST(Geometry, GeodeticAndCartesian) {
 
 TEST(Geometry, AzimuthAndElevation) {
     const Vector3 receiver = GeodeticToEcef(MakeLocalFrame(0, 0), 0);
-    // Angles in degrees.
-    const Rows<double, double, double, double, double> cases = {
-        {1, 0, 0, 0, 0},  {0, 1, 0, 90, 0},     {-1, 0, 0, 180, 0}, {1, -1e-3, 0, 360 - 0.0572957604, 0},
-        {1, 0, 1, 0, 45}, {0, -1, -1, 270, -45}};
+    const struct {
+        double north, east, up;
+        double azimuth, elevation;  // degrees
+    } cases[] = {{1, 0, 0, 0, 0},  {0, 1, 0, 90, 0},     {-1, 0, 0, 180, 0}, {1, -1e-3, 0, 360 - 0.0572957604, 0},
+                 {1, 0, 1, 0, 45}, {0, -1, -1, 270, -45}};
     const LocalFrame station = LocalFrameAt(receiver);
-    for (const auto& [north, east, up, azimuth, elevation] : cases) {
-        const Vector3 satellite{receiver.x + up * 1e7, receiver.y + east * 1e7, receiver.z + north * 1e7};
+    for (const auto& c : cases) {
+        const Vector3 satellite{receiver.x + c.up * 1e7, receiver.y + c.east * 1e7, receiver.z + c.north * 1e7};
         const AzEl direction = GetAzEl(satellite, receiver, station);
-        EXPECT_NEAR(direction.elevation, elevation * kRadian, 1e-9);
-        EXPECT_NEAR(direction.azimuth, azimuth * kRadian, 1e-9);
+        EXPECT_NEAR(direction.elevation, c.elevation * kRadian, 1e-9);
+        EXPECT_NEAR(direction.azimuth, c.azimuth * kRadian, 1e-9);
         EXPECT_EQ(GetElevation(satellite, receiver, station), direction.elevation);
     }
     // Seen from the pole by the equator's horizon, "up" is the equator's.
@@ -54,42 +54,50 @@ TEST(Geometry, AzimuthAndElevation) {
 }
 
 TEST(Satellites, NamesAndConstellations) {
-    const Rows<int, const char*, int> cases = {
-        {0, "???", 7},   {1, "G01", 0},   {32, "G32", 0},  {33, "???", 7},  {37, "???", 7},  {38, "R01", 3},
-        {67, "R30", 3},  {68, "R00", 3},  {69, "???", 7},  {70, "???", 7},  {71, "E01", 1},  {106, "E36", 1},
-        {107, "L01", 8}, {117, "L11", 8}, {118, "Lx2", 8}, {119, "Lx1", 8}, {120, "S20", 2}, {158, "S58", 2},
-        {159, "???", 7}, {161, "C01", 4}, {197, "C37", 4}, {198, "???", 7}, {201, "J01", 5}, {207, "J07", 5},
-        {208, "???", 7}, {211, "I01", 6}, {224, "I14", 6}, {225, "???", 7}};
-    for (const auto& [svid, name, code] : cases) {
-        EXPECT_STREQ(SVIDToName(svid).data(), name);
-        EXPECT_EQ(SVIDToConstellation(svid), code) << svid;
+    const struct {
+        int svid;
+        const char* name;
+        int constellation;
+    } cases[] = {{0, "???", 7},   {1, "G01", 0},   {32, "G32", 0},  {33, "???", 7},  {37, "???", 7},  {38, "R01", 3},
+                 {67, "R30", 3},  {68, "R00", 3},  {69, "???", 7},  {70, "???", 7},  {71, "E01", 1},  {106, "E36", 1},
+                 {107, "L01", 8}, {117, "L11", 8}, {118, "Lx2", 8}, {119, "Lx1", 8}, {120, "S20", 2}, {158, "S58", 2},
+                 {159, "???", 7}, {161, "C01", 4}, {197, "C37", 4}, {198, "???", 7}, {201, "J01", 5}, {207, "J07", 5},
+                 {208, "???", 7}, {211, "I01", 6}, {224, "I14", 6}, {225, "???", 7}};
+    for (const auto& c : cases) {
+        EXPECT_STREQ(SVIDToName(c.svid).data(), c.name);
+        EXPECT_EQ(SVIDToConstellation(c.svid), c.constellation) << c.svid;
     }
 }
 
-// Frequencies of the interface documents' carriers in kHz; a ratio is that of the squared frequencies, L1's over its
-// own.
+// Carriers by the interface documents. A ratio is that of the squared frequencies, the reference's over the signal's.
 TEST(Signals, FrequenciesWavelengthsRatios) {
-    const Rows<int, int, double, double> cases = {
-        {0, 0, 1575420, 1575420},  {2, 0, 1227600, 1575420},      {8, 1, 1598062.5, 1598062.5},
-        {8, 8, 1602000, 1602000},  {11, 1, 1242937.5, 1598062.5}, {11, 14, 1248625, 1605375},
-        {12, 8, 1202025, 1602000}, {12, 0, 1202025, 1602000},     {13, 0, 1575420, 1561098},
-        {18, 0, 1278750, 1575420}, {20, 0, 1176450, 1575420},     {22, 0, 1191795, 1575420},
-        {28, 0, 1561098, 1561098}, {29, 0, 1207140, 1561098},     {30, 0, 1268520, 1561098}};
-    for (const auto& [signal, channel, frequency, reference] : cases) {
-        EXPECT_EQ(GetSignalFrequency(signal, channel), frequency * 1000) << signal;
-        EXPECT_DOUBLE_EQ(GetSignalWavelength(signal, channel), 299792.458 / frequency) << signal;
-        const double ratio = reference / frequency;
-        EXPECT_FLOAT_EQ(GetSignalRatio(signal, channel), static_cast<float>(ratio * ratio)) << signal;
+    const struct {
+        int signal;
+        int channel;                  // of GLONASS
+        double frequency, reference;  // kHz
+    } cases[] = {{0, 0, 1575420, 1575420},  {2, 0, 1227600, 1575420},      {8, 1, 1598062.5, 1598062.5},
+                 {8, 8, 1602000, 1602000},  {11, 1, 1242937.5, 1598062.5}, {11, 14, 1248625, 1605375},
+                 {12, 8, 1202025, 1602000}, {12, 0, 1202025, 1602000},     {13, 0, 1575420, 1561098},
+                 {18, 0, 1278750, 1575420}, {20, 0, 1176450, 1575420},     {22, 0, 1191795, 1575420},
+                 {28, 0, 1561098, 1561098}, {29, 0, 1207140, 1561098},     {30, 0, 1268520, 1561098}};
+    for (const auto& c : cases) {
+        EXPECT_EQ(GetSignalFrequency(c.signal, c.channel), c.frequency * 1000) << c.signal;
+        EXPECT_DOUBLE_EQ(GetSignalWavelength(c.signal, c.channel), 299792.458 / c.frequency) << c.signal;
+        const double ratio = c.reference / c.frequency;
+        EXPECT_FLOAT_EQ(GetSignalRatio(c.signal, c.channel), static_cast<float>(ratio * ratio)) << c.signal;
     }
     EXPECT_EQ(GetSignalRatio(11, 1), 81.0F / 49.0F);
     for (int channel = 1; channel <= 14; ++channel) {  // of GLONASS L3: rounded to single precision once
         const double ratio = GetSignalFrequency(8, channel) / 1202025000.0;
         EXPECT_EQ(GetSignalRatio(12, channel), static_cast<float>(ratio * ratio)) << channel;
     }
-    const int without[][3] = {{8, 0, 1}, {8, 15, 1}, {31, 0, 0}, {34, 0, 0}};  // a carrier, and their ratios
-    for (const auto& [signal, channel, ratio] : without) {
-        EXPECT_EQ(GetSignalWavelength(signal, channel), 0) << signal;
-        EXPECT_EQ(GetSignalRatio(signal, channel), static_cast<float>(ratio)) << signal;
+    const struct {
+        int signal, channel;
+        float ratio;
+    } withoutCarrier[] = {{8, 0, 1}, {8, 15, 1}, {31, 0, 0}, {34, 0, 0}};
+    for (const auto& c : withoutCarrier) {
+        EXPECT_EQ(GetSignalWavelength(c.signal, c.channel), 0) << c.signal;
+        EXPECT_EQ(GetSignalRatio(c.signal, c.channel), c.ratio) << c.signal;
     }
 }
 
@@ -99,10 +107,10 @@ TEST(Time, CalendarToGpsSeconds) {
     EXPECT_EQ(DateToGpsSeconds(2020, 6, 25, 0, 0, 0), GpsTime(2111, 4 * 86400));  // week 2111, a Thursday
     EXPECT_EQ(DateToGpsSeconds(79, 1, 1, 0, 0, 0), DateToGpsSeconds(2079, 1, 1, 0, 0, 0));
     EXPECT_EQ(DateToGpsSeconds(1900, 1, 1, 0, 0, 0), DateToGpsSeconds(3800, 1, 1, 0, 0, 0));
+    constexpr uint32_t kDays[] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31, 31, 28};
+    const auto monthBegins = [](uint32_t month) { return DateToGpsSeconds(2021, month, 1, 0, 0, 0); };
     for (uint32_t month = 1; month <= 14; ++month) {  // of a year that is no leap year, and two more
-        constexpr int kDays[] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31, 31, 28};
-        const double length = DateToGpsSeconds(2021, month + 1, 1, 0, 0, 0) - DateToGpsSeconds(2021, month, 1, 0, 0, 0);
-        EXPECT_EQ(length, kDays[month - 1] * 86400) << month;
+        EXPECT_EQ(monthBegins(month + 1) - monthBegins(month), kDays[month - 1] * 86400) << month;
     }
 }
 

@@ -1,14 +1,13 @@
-#include "utils/zeltdata/meas3.h"
-
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <map>
-#include <sstream>
+#include <memory>
 
-#include "tests/logbuilder.h"
+#include "tests/support/logs.h"
 #include "utils/geometry/constants.h"
 #include "utils/zeltdata/bitcursor.h"
-#include "utils/zeltdata/zeltsignal.h"
+#include "utils/zeltdata/meas3.h"
 
 using namespace Qon::Nav;
 
@@ -18,296 +17,316 @@ constexpr double kL1 = 299792458.0 / 1575.42e6;  // wavelengths, m
 constexpr double kL2 = 299792458.0 / 1227.60e6;
 constexpr uint32_t kReferenceTow = 120000;
 constexpr uint32_t kDeltaTow = kReferenceTow + 30000;
-constexpr int kMisc = 8 << 4 | 0x08;  // reference every 60 s, masters with a rate
 
-// The bytes of packed fields, "width:value ..." from bit 0 on.
-ByteVector packed(const std::string& fields) {
-    ByteVector bytes;
-    std::istringstream in(fields);
-    unsigned width = 0;
-    char colon = 0;
-    int64_t value = 0;
-    for (unsigned bit = 0; in >> width >> colon >> value;) {
-        for (unsigned i = 0; i < width; ++i, ++bit) {
-            if (bit % 8 == 0) bytes.push_back(0);
-            bytes.back() |= static_cast<uint8_t>((value >> i & 1) << bit % 8);
-        }
-    }
-    return bytes;
-}
+// What a Meas3Ranges block has before its constellations: a reference every 60 s, masters with a rate.
+const std::string kHead = "flags:8=0 jumps:8=-2 constellations:16=1 antenna:3=0 hasRate:1=1 interval:4=8 format:8=0 ";
+
+// A constellation's header: one mask byte, the fifth satellite, short masters for signal index 0.
+const std::string kHeader = "maskSize:3=1 master:4=0 hasExcluded:1=0 mask:8=16 ";
+const std::string kSame = "repeated:8=0 ";  // that of the reference epoch
+std::string header(const std::string& values = "") { return with(kHeader, values); }
+
+// Short masters: 3e6 m beyond the code base; the carrier is the code's when its field is in its middle.
+const std::string kMaster =
+    "short:1=1 carrier:18=131072 codeHigh:1=0 lock:3=3 cn0:5=20 slaves:4=0 code:32=3000000000 rate:16=0 ";
+constexpr double kCode = 22e6;
+// Signals are a mask from index 0 on; with `more` a byte of those from index 9 on comes before the rate.
+const std::string kLongMaster =
+    "form:2=0 codeHigh:4=5 carrier:22=1 lock:4=9 code:32=0 cn0:6=30 signals:9=1 more:1=0 rate:16=0 ";
+const std::string kLongMasterMore =
+    "form:2=0 codeHigh:4=5 carrier:22=0 lock:4=10 code:32=0 cn0:6=45 signals:9=2 more:1=1 upper:8=128 rate:16=0 ";
+// Differences to the reference epoch; the small ones as they stand say that nothing changed.
+const std::string kDelta = "form:4=14 code:17=65536 cn0:3=4 carrier:16=32768 ";
+const std::string kSmallDelta = "form:2=2 cn0:2=1 code:14=8192 carrier:14=8192 ";
+// Slaves: a short one 12.345 - 10 m from its master, one as far as a long one reaches.
+const std::string kSlave = "short:1=1 carrier:16=32768 code:15=12345 lock:3=2 cn0:5=9 ";
+const std::string kLongSlave =
+    "form:2=0 carrier:22=2097155 lock:4=13 codeHigh:3=7 unused:1=1 code:16=65535 cn0:6=50 "
+    "unused2:2=3 ";
+const std::string kDeltaSlave = "form:2=2 code:12=2048 cn0:2=2 carrier:8=128 ";
 
 ByteVector block(int number, uint32_t tow, const std::string& body) {
-    BlockBuilder b(number, 14, 0, tow);
-    b.bytes += packed(body);
-    return b.done();
+    return BlockBuilder(number, 14, 0, tow).bits(body).done();
 }
 
-// A Meas3Ranges block of the constellations in `mask`; `data` is their headers and records.
-ByteVector rangesBlock(uint32_t tow, int mask, const std::string& data, int misc = kMisc) {
-    const std::string head = "8:0 8:-2 16:" + std::to_string(mask) + " 8:" + std::to_string(misc) + " 8:0 ";
-    return block(kZeltMeas3Ranges, tow, head + data);
+ByteVector rangesBlock(uint32_t tow, const std::string& data, const std::string& headValues = "") {
+    return block(kZeltMeas3Ranges, tow, with(kHead, headValues) + data);
 }
 
-const std::string kGps = "8:1 8:16 ";  // header: one mask byte, satellite 5, short masters for signal index 0
-
-// A short master: code base + 3e6 m, 44 dB-Hz; its carrier is that code's when the field is in its middle.
-std::string master(int slaves = 0, int carrier = 131072, int rate = 0) {
-    return "1:1 18:" + std::to_string(carrier) + " 1:0 3:3 5:20 4:" + std::to_string(slaves) +
-           " 32:3000000000 16:" + std::to_string(rate) + " ";
+// Of constellations of the given mask.
+ByteVector rangesOf(int constellations, const std::string& data, uint32_t tow = kReferenceTow) {
+    return rangesBlock(tow, data, "constellations=" + std::to_string(constellations));
 }
-const std::string kMaster = master();
-constexpr double kCode = 22e6;
-
-// A short slave of 33 dB-Hz, 12.345 - 10 m from its master.
-const std::string kSlave = "1:1 16:32768 15:12345 3:2 5:9 ";
-const std::string kLongSlave = "2:0 22:2097155 4:13 3:7 1:1 16:65535 6:50 2:3 ";
-const std::string kDelta = "2:2 2:1 14:8192 14:8192 ";  // a master that nothing changed for
 
 struct Meas3Test : testing::Test {
-    Meas3References references;
+    std::unique_ptr<EpochReader> reader = std::make_unique<EpochReader>(kZeltAllowMeas3);
     ZeltMeasEpoch epoch{};
 
-    bool decode(const ByteVector& ranges) {
-        return zeltDecodeMeas3({{{viewOf(ranges), {}, {}, {}, {}}, {}}}, references, epoch);
+    // The satellites of the epoch that some blocks give, -1 when they give none.
+    int decode(const std::vector<ByteVector>& blocks) {
+        const ZeltMeasEpoch* decoded = reader->decode(blocks);
+        epoch = decoded == nullptr ? ZeltMeasEpoch{} : *decoded;
+        return decoded == nullptr ? -1 : epoch.satelliteCount;
     }
-    bool collect(const std::vector<Bytes>& blocks) {
-        ZeltFile none;
-        for (const Bytes logged : blocks) zeltCollectMeasBlock(none, logged, epoch, kZeltAllowMeas3);
-        return zeltDecodePendingEpoch(none, epoch, kZeltAllowMeas3);
+    // The same of a log that begins with them.
+    int decodeFirst(const std::vector<ByteVector>& blocks) {
+        reader = std::make_unique<EpochReader>(kZeltAllowMeas3);
+        return decode(blocks);
     }
-    bool decodeGps(uint32_t tow, const std::string& records) { return decode(rangesBlock(tow, 1, kGps + records)); }
-    const ZeltMeasSignal& signal(int number, size_t satellite = 0) {
-        return epoch.satellites[satellite].signals[0][static_cast<size_t>(zeltSignalSlot(number))];
-    }
+    ZeltMeasSignal signal(int type, int svid = 5) const { return signalOf(epoch, svid, type); }
 };
 
 TEST_F(Meas3Test, RecordsOfEveryForm) {
     constexpr double kNone = kNotAvailable;
     constexpr double kRate = 0.064 * 30;  // m, by a rate of 1 in 30 s
-    const std::string pair = master(1) + "1:1 16:32768 15:10000 3:1 5:9 ";
+    const std::string pair = with(kMaster, "slaves=1") + with(kSlave, "code=10000 lock=1");
     // Between the epochs the master's code grows by 0.19 m and its carrier by as much.
-    const std::string grown = "2:2 2:1 14:8382 14:8192 ";
+    const std::string grown = with(kSmallDelta, "code=8382");
     const struct {
         std::string reference, records;  // without records: those of the reference are looked at
         int signal;                      // what is to come out for it
         double code, carrier;            // carrier: cycles beyond code / wavelength
         float cn0;
         uint32_t lock;
+        bool halfCycle = false;
     } cases[] = {
-        // Short masters: carrier, code in two pieces, lock, C/N0, slaves.
-        {"1:1 18:1 1:0 3:7 5:0 4:0 32:0 16:0", "", 0, 19e6, -131.071, 24, 1000},
-        {"1:1 18:131072 1:1 3:1 5:31 4:0 32:0 16:0", "", 0, 19e6 + 4294967.296, 0, 55, 60000},
-        {"1:1 18:262143 1:1 3:0 5:16 4:0 32:4294967295 16:0", "", 0, 19e6 + 8589934.591, 131.071, 40, 0},
-        {"1:1 18:0 1:0 3:6 5:1 4:0 32:1 16:0", "", 0, 19e6 + 0.001, kNone, 25, 2000},
-        // Long masters: code in two pieces, carrier, lock; C/N0, signals, extension.
-        {"2:0 4:15 22:4194303 4:9 32:4294967295 6:63 9:1 1:0 16:0", "", 0, 68719476.735, 2097.151, 73, 200},
-        {"2:0 4:5 22:2097152 4:15 32:1000 6:1 9:8 1:0 16:0", "", 1, 21474837.480, 0, 1, 0},  // P(Y): no offset
-        {"2:0 4:5 22:0 4:10 32:0 6:45 9:2 1:1 8:128 16:0", "", 3, 21474836.480, kNone, 55, 100},
-        // Delta masters and small delta masters, the last of a reference without a carrier.
-        {kMaster, "4:14 17:65536 3:4 16:32768", 0, kCode, 0, 44, 15000},
-        {master(0, 131072, -1000), "4:14 17:0 3:0 16:1", 0, kCode - 1000 * kRate - 65.536, -32.767, 40, 15000},
-        {master(0, 131072, 32767), "4:14 17:131071 3:7 16:65535", 0, kCode + 32767 * kRate + 65.535, 32.767, 47, 15000},
-        {kMaster, "4:14 17:65537 3:4 16:0", 0, kCode + 0.001, kNone, 44, 15000},
-        {master(0, 131072, 1), "2:2 2:0 14:0 14:1", 0, kCode + kRate - 8.192, -8.191, 43, 15000},
-        {master(0, 131072, -32768), "2:2 2:2 14:16383 14:16383", 0, kCode - 32768 * kRate + 8.191, 8.191, 45, 15000},
-        {master(0, 0), kDelta, 0, kCode, kNone, 44, 15000},
-        // Short slaves: longer waves than the master's bring a longer code; P(Y) counts C/N0 from the master's.
-        {master(1, 131572) + kSlave, "", 3, kCode + 2.345, 0.5 * kL2 / kL1, 33, 30000},
-        {master(4) + "1:1 16:0 15:345 3:0 5:9", "", 1, kCode - 0.345 + 10, kNone, 44 - 3 - 9, 0},
-        // A long slave behind a short one.
-        {master(5) + kSlave + kLongSlave, "", 1, kCode + 262.143, 0.003, 50, 20},
+        {with(kMaster, "carrier=1 lock=7 cn0=0 code=0"), "", 0, 19e6, -131.071, 24, 1000},
+        {with(kMaster, "codeHigh=1 lock=1 cn0=31 code=0"), "", 0, 19e6 + 4294967.296, 0, 55, 60000},
+        {with(kMaster, "carrier=262143 codeHigh=1 lock=0 cn0=16 code=4294967295"), "", 0, 19e6 + 8589934.591, 131.071,
+         40, 0, true},
+        {with(kMaster, "carrier=0 lock=6 cn0=1 code=1"), "", 0, 19e6 + 0.001, kNone, 25, 2000},
+        {with(kMaster, "lock=4"), "", 0, kCode, 0, 44, 10000},
+        {with(kMaster, "lock=5"), "", 0, kCode, 0, 44, 5000},
+        {with(kLongMaster, "codeHigh=15 carrier=4194303 code=4294967295 cn0=63"), "", 0, 68719476.735, 2097.151, 73,
+         200},
+        {with(kLongMaster, "carrier=2097152 lock=15 code=1000 cn0=1 signals=8"), "", 1, 21474837.480, 0, 1, 0},  // P(Y)
+        {kLongMasterMore, "", 3, 21474836.480, kNone, 55, 100},
+        {with(kLongMaster, "carrier=0 lock=8"), "", 0, 21474836.480, kNone, 40, 500},
+        {with(kLongMaster, "carrier=0 lock=11"), "", 0, 21474836.480, kNone, 40, 50},
+        {with(kLongMaster, "carrier=0 lock=12"), "", 0, 21474836.480, kNone, 40, 40},
+        {with(kLongMaster, "carrier=0 lock=14"), "", 0, 21474836.480, kNone, 40, 10},
+        {kMaster, kDelta, 0, kCode, 0, 44, 15000},
+        {with(kMaster, "rate=-1000"), with(kDelta, "code=0 cn0=0 carrier=1"), 0, kCode - 1000 * kRate - 65.536, -32.767,
+         40, 15000},
+        {with(kMaster, "rate=32767"), with(kDelta, "code=131071 cn0=7 carrier=65535"), 0,
+         kCode + 32767 * kRate + 65.535, 32.767, 47, 15000},
+        {kMaster, with(kDelta, "code=65537 carrier=0"), 0, kCode + 0.001, kNone, 44, 15000},
+        {with(kMaster, "rate=1"), with(kSmallDelta, "cn0=0 code=0 carrier=1"), 0, kCode + kRate - 8.192, -8.191, 43,
+         15000},
+        {with(kMaster, "rate=-32768"), with(kSmallDelta, "cn0=2 code=16383 carrier=16383"), 0,
+         kCode - 32768 * kRate + 8.191, 8.191, 45, 15000},
+        {with(kMaster, "carrier=0"), kSmallDelta, 0, kCode, kNone, 44, 15000},
+        // Longer waves than the master's bring a longer code; P(Y) counts C/N0 from the master's.
+        {with(kMaster, "carrier=131572 slaves=1") + kSlave, "", 3, kCode + 2.345, 0.5 * kL2 / kL1, 33, 30000},
+        {with(kMaster, "slaves=4") + with(kSlave, "carrier=0 code=345 lock=0"), "", 1, kCode - 0.345 + 10, kNone,
+         44 - 3 - 9, 0, true},
+        {with(kMaster, "slaves=5") + kSlave + kLongSlave, "", 1, kCode + 262.143, 0.003, 50, 20},
         // Delta slaves, the code relative to the carrier's way.
-        {pair, grown + "2:2 12:2048 2:2 8:128", 3, kCode + 0.19, 0, 33, 60000},
-        {pair, grown + "2:2 12:0 2:0 8:0", 3, kCode + 0.19 - 2.048 - 0.128 * kL2, 2.048 / kL2, 31, 60000},
-        {pair, grown + "2:2 12:4095 2:3 8:255", 3, kCode + 0.19 + 2.047 + 0.127 * kL2, -2.047 / kL2, 34, 60000},
+        {pair, grown + kDeltaSlave, 3, kCode + 0.19, 0, 33, 60000},
+        {pair, grown + with(kDeltaSlave, "code=0 cn0=0 carrier=0"), 3, kCode + 0.19 - 2.048 - 0.128 * kL2, 2.048 / kL2,
+         31, 60000},
+        {pair, grown + with(kDeltaSlave, "code=4095 cn0=3 carrier=255"), 3, kCode + 0.19 + 2.047 + 0.127 * kL2,
+         -2.047 / kL2, 34, 60000},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.reference + '|' + c.records);
-        ASSERT_TRUE(decodeGps(kReferenceTow, c.reference));
-        ASSERT_TRUE(c.records.empty() || decodeGps(kDeltaTow, c.records));
-        ASSERT_EQ(epoch.satelliteCount, 1);
-        EXPECT_EQ(epoch.satellites[0].svid, 5);
+        ASSERT_EQ(decodeFirst({rangesOf(1, kHeader + c.reference)}), 1);
+        ASSERT_TRUE(c.records.empty() || decode({rangesOf(1, kHeader + c.records, kDeltaTow)}) == 1);
         EXPECT_EQ(epoch.clockJumps, -2);
-        const ZeltMeasSignal& s = signal(c.signal);
-        EXPECT_EQ(s.signalType, c.signal);
+        const ZeltMeasSignal s = signal(c.signal);
         EXPECT_NEAR(s.pseudorange, c.code, 1e-6);
         const double wavelength = c.signal == 3 ? kL2 : kL1;
         EXPECT_NEAR(s.carrierPhase, c.carrier == kNone ? kNone : c.code / wavelength + c.carrier, 1e-5);
         EXPECT_EQ(s.cn0, c.cn0);
         EXPECT_EQ(s.lockTime, c.lock);
-        const bool halfCycle = c.lock == 0 && c.reference[0] == '1';  // lock index 0, not 15
-        EXPECT_EQ(s.flags, kZeltSlotUsed | (halfCycle ? kZeltHalfCycle : 0));
+        EXPECT_EQ(s.flags, kZeltSlotUsed | (c.halfCycle ? kZeltHalfCycle : 0));
         EXPECT_EQ(s.doppler, kNotAvailableF);
     }
     // A delta slave needs three carriers: its own and its master's at the reference epoch, and its master's now.
-    const std::string lacking[][2] = {{master(1, 0) + kLongSlave, master(1)},
-                                      {master(1) + "1:1 16:0 15:10000 3:1 5:9 ", kDelta},
-                                      {pair, "2:2 2:1 14:8192 14:0 "}};
-    for (const auto& [reference, now] : lacking) {
-        ASSERT_TRUE(decodeGps(kReferenceTow, reference));
-        ASSERT_TRUE(decodeGps(kDeltaTow, now + "2:2 12:2048 2:2 8:128"));
+    const struct {
+        std::string reference, now;
+    } lacking[] = {{with(kMaster, "carrier=0 slaves=1") + kLongSlave, with(kMaster, "slaves=1")},
+                   {with(kMaster, "slaves=1") + with(kSlave, "carrier=0 code=10000"), kSmallDelta},
+                   {pair, with(kSmallDelta, "carrier=0")}};
+    for (const auto& c : lacking) {
+        decodeFirst({rangesOf(1, kHeader + c.reference)});
+        EXPECT_EQ(decode({rangesOf(1, kHeader + c.now + kDeltaSlave, kDeltaTow)}), 1);
         EXPECT_NE(signal(0).flags, 0);
         EXPECT_EQ(signal(3).flags, 0);
     }
     // Index 15 is no signal of GPS; a mask without a signal is corrupt.
-    EXPECT_TRUE(decodeGps(kReferenceTow, "2:0 4:5 22:1 4:9 32:0 6:30 9:0 1:1 8:64 16:0"));
-    EXPECT_EQ(epoch.satelliteCount, 0);
-    EXPECT_FALSE(decodeGps(kReferenceTow, "2:0 4:5 22:1 4:9 32:0 6:30 9:0 1:0 16:0"));
+    EXPECT_EQ(decodeFirst({rangesOf(1, kHeader + with(kLongMasterMore, "signals=0 upper=64"))}), 0);
+    EXPECT_EQ(decodeFirst({rangesOf(1, kHeader + with(kLongMaster, "signals=0"))}), -1);
 }
 
 TEST_F(Meas3Test, ReferencesAreNeeded) {
-    const auto satellites = [&](uint32_t tow, int mask, const std::string& data) {
-        return decode(rangesBlock(tow, mask, data)) ? epoch.satelliteCount : -1;
+    const auto satellites = [&](uint32_t tow, int constellations, const std::string& data) {
+        return decode({rangesOf(constellations, data, tow)});
     };
-    EXPECT_EQ(satellites(kDeltaTow, 1, kGps + kDelta), 0);  // none seen
+    const std::string two = header("mask=48");
+    constexpr uint32_t kMinute = 60000;
+    EXPECT_EQ(satellites(kDeltaTow, 1, kHeader + kSmallDelta), 0);  // none seen
     EXPECT_EQ(epoch.wnc, uint32_t{kTestWeek});
-    EXPECT_EQ(satellites(kReferenceTow, 1, kGps + kMaster), 1);
-    EXPECT_EQ(satellites(kDeltaTow + 60000, 1, kGps + kDelta), 0);  // the next one's was not seen
+    EXPECT_EQ(satellites(kReferenceTow, 1, kHeader + kMaster), 1);
+    EXPECT_EQ(satellites(kDeltaTow + kMinute, 1, kHeader + kSmallDelta), 0);  // the next one's was not seen
     // A satellite that the reference does not hold: nothing of it, and the next one is still read right.
-    EXPECT_EQ(satellites(kDeltaTow, 1, "8:1 8:48 " + kDelta + kDelta), 1);
+    EXPECT_EQ(satellites(kDeltaTow, 1, two + kSmallDelta + kSmallDelta), 1);
     EXPECT_EQ(epoch.satellites[0].svid, 5);
     // The header of the reference is used where it is not repeated.
-    EXPECT_EQ(satellites(kDeltaTow, 1, "8:0 " + kDelta), 1);
-    EXPECT_EQ(satellites(kDeltaTow, 5, "8:0 " + kDelta + "8:0"), 1);
+    EXPECT_EQ(satellites(kDeltaTow + 1, 1, kSame + kSmallDelta), 1);
+    EXPECT_EQ(satellites(kDeltaTow + 2, 5, kSame + kSmallDelta + kSame), 1);
     // A new reference forgets the one before, slaves included.
-    EXPECT_EQ(satellites(kReferenceTow, 1, kGps + master(1) + kSlave), 1);
-    EXPECT_EQ(satellites(kReferenceTow + 60000, 1, "8:1 8:32 " + kMaster), 1);
-    EXPECT_EQ(satellites(kDeltaTow + 60000, 1, "8:1 8:48 " + kDelta + kDelta), 1);
+    EXPECT_EQ(satellites(kReferenceTow, 1, kHeader + with(kMaster, "slaves=1") + kSlave), 1);
+    EXPECT_EQ(satellites(kReferenceTow + kMinute, 1, header("mask=32") + kMaster), 1);
+    EXPECT_EQ(satellites(kDeltaTow + kMinute, 1, two + kSmallDelta + kSmallDelta), 1);
     EXPECT_EQ(epoch.satellites[0].svid, 6);
     // A corrupt one is good up to the fault. How long the records behind it are is not known: nothing of them is read.
-    EXPECT_EQ(satellites(kReferenceTow, 5, "8:1 8:48 " + kMaster), -1);
-    EXPECT_EQ(satellites(kDeltaTow, 5, "8:1 8:112 " + kDelta + kDelta + kMaster), 1);
+    EXPECT_EQ(satellites(kReferenceTow, 5, two + kMaster), -1);
+    EXPECT_EQ(satellites(kDeltaTow, 5, header("mask=112") + kSmallDelta + kSmallDelta + kMaster), 1);
     EXPECT_EQ(epoch.satellites[0].svid, 5);
-    EXPECT_EQ(satellites(kDeltaTow, 7, kGps + kDelta + "8:0 8:1 8:1 " + kMaster), 1);
-    EXPECT_EQ(satellites(kDeltaTow, 1, "8:1 8:48 " + kMaster + kMaster), 2);  // none of it is a difference
-    EXPECT_EQ(satellites(kReferenceTow, 1, kGps + kMaster), 1);               // a whole one again
-    EXPECT_EQ(satellites(kDeltaTow, 1, "8:1 8:24 " + kDelta + kDelta), 1);
+    EXPECT_EQ(satellites(kDeltaTow + 1, 7, kHeader + kSmallDelta + kSame + header("mask=1") + kMaster), 1);
+    EXPECT_EQ(satellites(kDeltaTow + 2, 1, two + kMaster + kMaster), 2);  // none of it is a difference
+    EXPECT_EQ(satellites(kReferenceTow, 1, kHeader + kMaster), 1);        // a whole one again
+    EXPECT_EQ(satellites(kDeltaTow, 1, header("mask=24") + kSmallDelta + kSmallDelta), 1);
 }
 
-TEST_F(Meas3Test, LockTimesByIndex) {
-    constexpr uint32_t kExpected[] = {0,   60000, 30000, 15000, 10000, 5000, 2000, 1000,
-                                      500, 200,   100,   50,    40,    20,   10,   0};
-    for (size_t i = 0; i < std::size(kExpected); ++i) {
-        ASSERT_TRUE(decodeGps(kReferenceTow, "2:0 4:5 22:1 4:" + std::to_string(i) + " 32:0 6:30 9:1 1:0 16:0"));
-        EXPECT_EQ(signal(0).lockTime, kExpected[i]) << i;
-    }
-}
-
+// An epoch is a reference at the multiples of the interval: there differences have nothing to refer to.
 TEST_F(Meas3Test, IntervalsByCode) {
-    constexpr uint32_t kExpected[] = {1, 500, 1000, 2000, 5000, 10000, 15000, 30000, 60000, 120000, 1, 1, 1, 1, 1, 1};
-    for (uint32_t code = 0; code < 16; ++code) {
-        for (const uint32_t step : {kExpected[code] - 1, kExpected[code], kExpected[code] + 1}) {
-            ASSERT_TRUE(decodeGps(kReferenceTow, kMaster));
-            ASSERT_TRUE(decode(rangesBlock(kReferenceTow + step, 0, "", static_cast<int>(code << 4))));
-            const bool isReference = references[0].tow == kReferenceTow + step;
-            EXPECT_EQ(isReference, step % kExpected[code] == 0) << code << ' ' << step;
+    constexpr uint32_t kIntervals[] = {1, 500, 1000, 2000, 5000, 10000, 15000, 30000, 60000, 120000, 1, 1, 1, 1, 1, 1};
+    for (size_t code = 0; code < std::size(kIntervals); ++code) {
+        const std::string interval = "interval=" + std::to_string(code);
+        decodeFirst({rangesBlock(kReferenceTow, kHeader + kMaster, interval)});
+        for (const uint32_t step : {kIntervals[code] - 1, kIntervals[code]}) {
+            if (step == 0) continue;
+            const int satellites = decode({rangesBlock(kReferenceTow + step, kHeader + kSmallDelta, interval)});
+            EXPECT_EQ(satellites, step < kIntervals[code] ? 1 : 0) << code << ' ' << step;
         }
     }
 }
 
-// The short master's signal index tells the signal: five or six per constellation, as the format lists them. `rest` is
-// what the header has behind its mask.
+// The short master's signal index tells the signal: five or six per constellation, as the format lists them.
 TEST_F(Meas3Test, SignalsOfEveryConstellation) {
-    const Rows<int, double, const char*, const char*> rows = {{1, 22e6, "", "0 3 4 1 2 5"},
-                                                              {38, 22e6, "8:8 ", "8 11 9 10 12"},
-                                                              {71, 25e6, "", "17 20 21 19 22"},
-                                                              {161, 23e6, "16:0 ", "28 29 30 13 14"},
-                                                              {120, 37e6, "", "24 25"},
-                                                              {201, 37e6, "", "6 7 26 27 32 33"},
-                                                              {211, 37e6, "", "15"}};
-    int mask = 1;
-    for (const auto& [svid, code, rest, numbers] : rows) {
-        std::istringstream signals(numbers);
-        for (int i = 0, number = 0; i < 9; ++i) {
-            const std::string header = "3:1 4:" + std::to_string(i) + " 1:0 8:1 " + rest;
-            ASSERT_TRUE(decode(rangesBlock(kReferenceTow, mask, header + kMaster)));
-            const bool known = static_cast<bool>(signals >> number);
-            ASSERT_EQ(epoch.satelliteCount, known ? 1 : 0) << svid << ' ' << i;
-            if (!known) continue;
-            EXPECT_EQ(epoch.satellites[0].svid, svid);
-            EXPECT_EQ(signal(number).signalType, number);
-            EXPECT_NEAR(signal(number).pseudorange, code, 1e-7);
+    const struct {
+        int svid;
+        double code;
+        std::vector<int> signals;
+        const char* more = "";  // what the header has behind its mask
+    } cases[] = {{1, 22e6, {0, 3, 4, 1, 2, 5}},
+                 {38, 22e6, {8, 11, 9, 10, 12}, "frequency:8=8 "},
+                 {71, 25e6, {17, 20, 21, 19, 22}},
+                 {161, 23e6, {28, 29, 30, 13, 14}, "high:16=0 "},
+                 {120, 37e6, {24, 25}},
+                 {201, 37e6, {6, 7, 26, 27, 32, 33}},
+                 {211, 37e6, {15}}};
+    int constellation = 1;
+    for (const auto& c : cases) {
+        for (size_t i = 0; i < 9; ++i) {
+            const std::string data = header("mask=1 master=" + std::to_string(i)) + c.more + kMaster;
+            const int known = i < c.signals.size() ? 1 : 0;
+            ASSERT_EQ(decodeFirst({rangesOf(constellation, data)}), known) << c.svid << ' ' << i;
+            EXPECT_TRUE(known == 0 || std::fabs(signal(c.signals[i], c.svid).pseudorange - c.code) < 1e-7) << i;
         }
-        mask <<= 1;
+        constellation <<= 1;
     }
 }
 
 TEST_F(Meas3Test, HeadersByConstellation) {
-    const auto decodeAs = [&](int mask, const std::string& data) {
-        return decode(rangesBlock(kReferenceTow, mask, data));
+    const auto decodeAs = [&](int constellations, const std::string& data) {
+        decodeFirst({rangesOf(constellations, data)});
+        return svidsOf(epoch);
     };
-    // GLONASS: frequency fields 0, 14, 15, 1. 0 and 15 drop the satellite, not its neighbours; 1 is 1598.0625 MHz.
-    ASSERT_TRUE(decodeAs(2, "8:1 8:15 4:0 4:14 4:15 4:1 " + kMaster + kMaster + kMaster + kMaster));
-    ASSERT_EQ(epoch.satelliteCount, 2);
-    EXPECT_EQ(epoch.satellites[0].svid, 39);
+    using Svids = std::vector<int>;
+    // GLONASS: frequency fields 0 and 15 drop the satellite, not its neighbours; 1 is 1598.0625 MHz.
+    const std::string frequencies = "frequency:4=0 frequency:4=14 frequency:4=15 frequency:4=1 ";
+    EXPECT_EQ(decodeAs(2, header("mask=15") + frequencies + kMaster + kMaster + kMaster + kMaster), (Svids{39, 41}));
     EXPECT_EQ(epoch.satellites[0].glonassChannel, 14);
-    EXPECT_EQ(epoch.satellites[1].svid, 41);
     EXPECT_EQ(epoch.satellites[1].channel, 1);
-    EXPECT_NEAR(signal(8, 1).carrierPhase, 22e6 / (299792458.0 / 1598.0625e6), 1e-6);
+    EXPECT_NEAR(signal(8, 41).carrierPhase, 22e6 / (299792458.0 / 1598.0625e6), 1e-6);
     // BeiDou: a flag per satellite logged moves the code base.
-    ASSERT_TRUE(decodeAs(8, "8:1 8:5 16:2 " + kMaster + kMaster));
-    EXPECT_NEAR(signal(28, 0).pseudorange, 23e6, 1e-7);
-    EXPECT_NEAR(signal(28, 1).pseudorange, 37e6, 1e-7);
+    EXPECT_EQ(decodeAs(8, header("mask=5") + "high:16=2 " + kMaster + kMaster), (Svids{161, 163}));
+    EXPECT_NEAR(signal(28, 161).pseudorange, 23e6, 1e-7);
+    EXPECT_NEAR(signal(28, 163).pseudorange, 37e6, 1e-7);
     // Galileo satellite 28 of eight mask bytes; excluded signals give their indices to those behind: left 20, 19, 22.
-    ASSERT_TRUE(decodeAs(4, "3:7 4:1 1:1 32:134217728 32:0 8:5 " + kMaster));
-    EXPECT_EQ(epoch.satellites[0].svid, 71 + 27);
-    EXPECT_EQ(signal(19).signalType, 19);
+    const std::string wide = "maskSize:3=7 master:4=1 hasExcluded:1=1 mask:32=134217728 mask:32=0 excluded:8=5 ";
+    EXPECT_EQ(decodeAs(4, wide + kMaster), Svids{71 + 27});
+    EXPECT_NE(signal(19, 71 + 27).flags, 0);
     // The slave of Galileo's E5a, E5b, has the shorter waves, and with them the shorter code.
-    ASSERT_TRUE(decodeAs(4, "3:1 4:1 1:0 8:1 " + master(1) + kSlave));
-    EXPECT_NEAR(signal(21).pseudorange, 25e6 - 2.345, 1e-7);
+    EXPECT_EQ(decodeAs(4, header("master=1 mask=1") + with(kMaster, "slaves=1") + kSlave), Svids{71});
+    EXPECT_NEAR(signal(21, 71).pseudorange, 25e6 - 2.345, 1e-7);
     // Two constellations one after the other, the first without satellites.
-    ASSERT_TRUE(decodeAs(3, "8:1 8:0 8:1 8:1 8:8 " + kMaster));
-    EXPECT_EQ(epoch.satellites[0].svid, 38);
+    EXPECT_EQ(decodeAs(3, header("mask=0") + header("mask=1") + "frequency:8=8 " + kMaster), Svids{38});
 }
 
 // Of so many bytes logged, `size` are taken or, where nothing comes out of them, too few.
 TEST(Meas3Doppler, CodesOfEverySize) {
     constexpr int kNone = kMeas3NoDoppler;
-    const Rows<uint32_t, size_t, int32_t, size_t> cases = {
-        {0x00000000, 1, 0, 1},          {0x000000FC, 1, 63, 1},    {0x000000FD, 1, -63, 1},
-        {0x0000000A, 2, 1, 2},          {0x0000FFFA, 2, 8191, 2},  {0x0000FFFB, 2, -8191, 2},
-        {0x00800016, 3, 0x80001, 3},    {0x00FFFFF7, 3, kNone, 3}, {0x8000001E, 4, 0x8000001, 4},
-        {0xFFFFFFFF, 4, -0xFFFFFFF, 4}, {0x00FFFFFF, 3, kNone, 3}, {0x00000000, 0, kNone, 0}};
-    for (const auto& [word, logged, code, size] : cases) {
-        const ByteVector bytes = BlockBuilder(ByteVector{}).put(0, logged, word).bytes;
+    const struct {
+        uint32_t word;
+        size_t logged;
+        int32_t code;
+        size_t size;
+    } cases[] = {{0x00000000, 1, 0, 1},          {0x000000FC, 1, 63, 1},    {0x000000FD, 1, -63, 1},
+                 {0x0000000A, 2, 1, 2},          {0x0000FFFA, 2, 8191, 2},  {0x0000FFFB, 2, -8191, 2},
+                 {0x00800016, 3, 0x80001, 3},    {0x00FFFFF7, 3, kNone, 3}, {0x8000001E, 4, 0x8000001, 4},
+                 {0xFFFFFFFF, 4, -0xFFFFFFF, 4}, {0x00FFFFFF, 3, kNone, 3}, {0x00000000, 0, kNone, 0}};
+    for (const auto& c : cases) {
+        const ByteVector bytes = BlockBuilder(ByteVector{}).put(0, c.logged, c.word).bytes;
         ByteCursor cursor{viewOf(bytes)};
-        EXPECT_EQ(zeltReadDopplerCode(cursor), code);
-        EXPECT_EQ(cursor.failed ? logged : logged - cursor.rest.size, size);
+        EXPECT_EQ(zeltReadDopplerCode(cursor), c.code);
+        EXPECT_EQ(cursor.failed ? c.logged : c.logged - cursor.rest.size, c.size);
     }
 }
 
 TEST_F(Meas3Test, CompanionsFollowTheSignals) {
-    const auto companion = [](int number, const std::string& fields) {
-        return block(number, kReferenceTow, "16:0 " + fields);
+    const auto companion = [](int number, const std::string& fields, uint32_t tow, size_t size) {
+        ByteVector bytes = block(number, tow, "antenna:16=0 " + fields);
+        bytes.resize(std::min(size, bytes.size()));
+        return BlockBuilder(bytes).done();
     };
-    const ByteVector ranges = rangesBlock(kReferenceTow, 1, kGps + master(7, 131072, -100) + kSlave + kSlave + kSlave);
-    // Dopplers 10 and -20 mm/s, none, 30; C/N0 nibbles 15, 0, 8; a fourth would be cut off.
-    const ByteVector doppler = companion(kZeltMeas3Doppler, "1:0 1:0 6:10 1:1 1:0 6:20 24:16777207 1:0 1:0 6:30");
-    const ByteVector cn0 = companion(kZeltMeas3Cn0HiRes, "4:15 4:0 4:8 4:0");
-    const ByteVector pp = companion(kZeltMeas3Pp, "5:11 1:1 5:17 1:0 1:1 5:31 1:1 5:3");
-    const ByteVector mp = companion(kZeltMeas3Mp, "2:1 7:127 5:16 2:0 2:2 7:3 5:15 2:3 11:1024 8:200");
-    const ByteVector third = block(kZeltMeas3Pp, kReferenceTow, "16:2 32:-1");  // an antenna that has no place
-    ASSERT_TRUE(collect({viewOf(ranges), viewOf(doppler), viewOf(cn0), viewOf(pp), viewOf(mp), viewOf(third)}));
-    // Signal, Doppler in m/s, C/N0, C/N0 rounded to even, multipath of code and carrier.
-    const Rows<int, double, float, int, int, int> cases = {{0, 6.4 - 0.010, 44 + 0.4375F, 44, 1270, 0xF0},
-                                                           {3, 6.4 - 0.010 + 0.020, 33 - 0.5F, 32, 0, 0},
-                                                           {4, kNotAvailable, 33, 72, -30, 15},
-                                                           {1, 6.4 - 0.010 - 0.030, 32 - 0.5F, 6, -10240, 200}};
-    for (const auto& [number, speed, fineCn0, even, multipath, carrierMultipath] : cases) {
-        SCOPED_TRACE(number);
-        const ZeltMeasSignal& s = signal(number);
-        const double wavelength = number == 3 ? kL2 : kL1;
-        EXPECT_NEAR(s.doppler, speed == kNotAvailable ? kNotAvailable : speed / wavelength, 1e-4);
-        EXPECT_FLOAT_EQ(s.cn0, fineCn0);
-        EXPECT_EQ(s.cn0Even, even);
-        EXPECT_EQ(s.multipath, multipath);
-        EXPECT_EQ(s.carrierMultipath, carrierMultipath);
+    struct Sizes {
+        size_t doppler = 100, cn0 = 100, pp = 100, mp = 100;
+    };
+    const auto blocks = [&](uint32_t tow, const Sizes& size) -> std::vector<ByteVector> {
+        return {
+            rangesOf(1, kHeader + with(kMaster, "slaves=7 rate=-100") + kSlave + kSlave + kSlave, tow),
+            companion(kZeltMeas3Doppler,
+                      "positive:1=0 size:1=0 mmPerS:6=10 negative:1=1 size:1=0 mmPerS:6=20 none:24=16777207 "
+                      "positive:1=0 size:1=0 mmPerS:6=30",
+                      tow, size.doppler),
+            companion(kZeltMeas3Cn0HiRes, "sixteenths:4=15 sixteenths:4=0 sixteenths:4=8 sixteenths:4=0", tow,
+                      size.cn0),
+            companion(kZeltMeas3Pp,
+                      "tracking:5=11 hasCn0:1=1 cn0:5=17 hasCn0:1=0 hasCn0:1=1 cn0:5=31 hasCn0:1=1 cn0:5=3", tow,
+                      size.pp),
+            companion(kZeltMeas3Mp,
+                      "plus:2=1 code:7=127 carrier:5=16 none:2=0 minus:2=2 code:7=3 carrier:5=15 wide:2=3 code:11=1024 "
+                      "carrier:8=200",
+                      tow, size.mp),
+            block(kZeltMeas3Pp, tow, "antenna:16=2 ones:32=-1")};  // an antenna that has no place
+    };
+    ASSERT_EQ(decode(blocks(kReferenceTow, {})), 1);
+    const struct {
+        int signal;
+        double wavelength, speed;  // m/s
+        float cn0;
+        int cn0Even, multipath, carrierMultipath;
+    } cases[] = {{0, kL1, 6.4 - 0.010, 44 + 0.4375F, 44, 1270, 0xF0},
+                 {3, kL2, 6.4 - 0.010 + 0.020, 33 - 0.5F, 32, 0, 0},
+                 {4, 0, kNotAvailable, 33, 72, -30, 15},
+                 {1, kL1, 6.4 - 0.010 - 0.030, 32 - 0.5F, 6, -10240, 200}};
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.signal);
+        const ZeltMeasSignal s = signal(c.signal);
+        EXPECT_NEAR(s.doppler, c.wavelength == 0 ? kNotAvailable : c.speed / c.wavelength, 1e-4);
+        EXPECT_FLOAT_EQ(s.cn0, c.cn0);
+        EXPECT_EQ(s.cn0Even, c.cn0Even);
+        EXPECT_EQ(s.multipath, c.multipath);
+        EXPECT_EQ(s.carrierMultipath, c.carrierMultipath);
         EXPECT_EQ(s.lossOfContinuity, 5);
         EXPECT_EQ(s.flags & kZeltInfoFlag, kZeltInfoFlag);
     }
     // What a companion that is too short no longer holds is absent, and so is what follows.
-    ASSERT_TRUE(collect({viewOf(ranges), viewOf(doppler).sub(0, 17), viewOf(cn0).sub(0, 16), viewOf(pp).sub(0, 16),
-                         viewOf(mp).sub(0, 16 + 3)}));
+    ASSERT_EQ(decode(blocks(kReferenceTow + 60000, {.doppler = 17, .cn0 = 16, .pp = 16, .mp = 16 + 3})), 1);
     EXPECT_NEAR(signal(0).doppler, 6.39 / kL1, 1e-4);
     EXPECT_EQ(signal(3).doppler, kNotAvailableF);
     EXPECT_EQ(signal(0).cn0, 44);
@@ -320,85 +339,83 @@ TEST_F(Meas3Test, CompanionsFollowTheSignals) {
 // The Doppler of a full record in a delta epoch refers to the reference epoch's rate, that of a new satellite to its
 // own.
 TEST_F(Meas3Test, DopplerRefersToTheRate) {
-    ASSERT_TRUE(decode(rangesBlock(kReferenceTow, 1, kGps + master(0, 131072, 100))));
-    const ByteVector ranges = rangesBlock(kDeltaTow, 1, "8:1 8:48 " + master(0, 131072, 200) + master(0, 131072, 200));
-    const ByteVector doppler = block(kZeltMeas3Doppler, kDeltaTow, "16:0 8:0 8:0");
-    ASSERT_TRUE(zeltDecodeMeas3({{{viewOf(ranges), viewOf(doppler), {}, {}, {}}, {}}}, references, epoch));
-    EXPECT_NEAR(signal(0, 0).doppler, -6.4 / kL1, 1e-4);
-    EXPECT_NEAR(signal(0, 1).doppler, -12.8 / kL1, 1e-4);
+    const auto decodeAt = [&](uint32_t tow, const std::string& data) {
+        return decode({rangesOf(1, data, tow), block(kZeltMeas3Doppler, tow, "antenna:16=0 zero:8=0 zero:8=0")});
+    };
+    ASSERT_EQ(decodeAt(kReferenceTow, kHeader + with(kMaster, "rate=100")), 1);
+    const std::string twice = with(kMaster, "rate=200") + with(kMaster, "rate=200");
+    ASSERT_EQ(decodeAt(kDeltaTow, header("mask=48") + twice), 2);
+    EXPECT_NEAR(signal(0, 5).doppler, -6.4 / kL1, 1e-4);
+    EXPECT_NEAR(signal(0, 6).doppler, -12.8 / kL1, 1e-4);
 }
 
 TEST_F(Meas3Test, SecondAntennaFillsItsOwnSlots) {
-    const ByteVector first = rangesBlock(kReferenceTow, 1, kGps + kMaster);
-    const ByteVector second = rangesBlock(kReferenceTow, 1, "8:1 8:48 " + kMaster + kMaster, kMisc | 1);
-    ASSERT_TRUE(collect({viewOf(first), viewOf(second)}));
-    ASSERT_EQ(epoch.satelliteCount, 2);
-    EXPECT_NE(epoch.satellites[0].signals[1][0].flags, 0);
-    EXPECT_EQ(epoch.satellites[1].svid, 6);
-    EXPECT_EQ(epoch.satellites[1].signals[0][0].flags, 0);
-    EXPECT_NE(epoch.satellites[1].signals[1][0].flags, 0);
+    const ByteVector first = rangesOf(1, kHeader + kMaster);
+    const ByteVector second = rangesBlock(kReferenceTow, header("mask=48") + kMaster + kMaster, "antenna=1");
+    ASSERT_EQ(decode({first, second}), 2);
+    EXPECT_NE(signalOf(epoch, 5, 0, 1).flags, 0);
+    EXPECT_EQ(signalOf(epoch, 6, 0, 0).flags, 0);
+    EXPECT_NE(signalOf(epoch, 6, 0, 1).flags, 0);
     // What it says of a GLONASS channel does not reach the first antenna's codes.
-    const ByteVector channel8 = rangesBlock(kReferenceTow + 60000, 2, "8:1 8:1 8:8 " + kMaster);
-    const ByteVector channel3 = rangesBlock(kReferenceTow + 60000, 2, "8:1 8:1 8:3 " + kMaster, kMisc | 1);
-    ASSERT_TRUE(collect({viewOf(channel8), viewOf(channel3)}));
+    const std::string one = header("mask=1");
+    const ByteVector channel8 = rangesOf(2, one + "frequency:8=8 " + kMaster);
+    const ByteVector channel3 =
+        rangesBlock(kReferenceTow, one + "frequency:8=3 " + kMaster, "constellations=2 antenna=1");
+    ASSERT_EQ(decodeFirst({channel8, channel3}), 1);
     EXPECT_EQ(epoch.satellites[0].glonassChannel, 8);
 }
 
 TEST_F(Meas3Test, CorruptRangesGiveNothing) {
-    const std::string simple = "8:1 8:1 " + kMaster;
-    const std::string longSlave = "32:0 16:0 8:0 ";
-    ByteVector good = rangesBlock(kReferenceTow, 0x7F,
-                                  kGps + master(1) + longSlave + "8:1 8:1 8:8 " + kMaster + simple + "8:1 8:1 16:0 " +
-                                      kMaster + simple + simple + simple);
-    ASSERT_TRUE(decode(good));
-    EXPECT_EQ(epoch.satelliteCount, 7);
+    const std::string simple = header("mask=1") + kMaster;
+    const ByteVector good =
+        rangesOf(0x7F, kHeader + with(kMaster, "slaves=1") + kLongSlave + header("mask=1") + "frequency:8=8 " +
+                           kMaster + simple + header("mask=1") + "high:16=0 " + kMaster + simple + simple + simple);
+    EXPECT_EQ(decodeFirst({good}), 7);
     for (size_t size = 20; size < good.size(); ++size) {
-        const ByteVector cut(good.begin(), good.begin() + static_cast<std::ptrdiff_t>(size));  // its own allocation
-        EXPECT_FALSE(decode(cut)) << size;
-        EXPECT_EQ(epoch.satelliteCount, 0) << size;
+        ByteVector cut = good;
+        cut.resize(size);
+        cut.shrink_to_fit();
+        EXPECT_EQ(decodeFirst({cut}), -1) << size;
     }
-    good[19] = 31;  // the format
-    EXPECT_TRUE(decode(good));
-    good[19] = 32;
-    EXPECT_FALSE(decode(good));
+    EXPECT_EQ(decodeFirst({BlockBuilder(good).u8(19, 31).done()}), 7);  // the format
+    EXPECT_EQ(decodeFirst({BlockBuilder(good).u8(19, 32).done()}), -1);
 }
 
 // More satellites than a constellation has, and together more than there are records: the last record is overwritten.
 TEST_F(Meas3Test, NeverMoreThanThereAre) {
-    const std::string channels = "64:-1229782938247303442 64:-1229782938247303442 ";  // all of frequency field 14
-    // Satellites of the mask, those there are, the last one's number, what the header has behind the mask.
-    const Rows<int, int, int, std::string> rows = {{40, 37, 37, ""},       {32, 31, 68, channels}, {40, 36, 106, ""},
-                                                   {40, 37, 197, "16:0 "}, {40, 39, 158, ""},      {8, 7, 207, ""},
-                                                   {16, 14, 224, ""}};
+    const struct {
+        int logged, kept, last;
+        std::string more = "";  // what the header has behind the mask
+    } cases[] = {{40, 37, 37},
+                 {32, 31, 68, "frequencies:64=-1229782938247303442 frequencies:64=-1229782938247303442 "},  // all 14
+                 {40, 36, 106},
+                 {40, 37, 197, "high:16=0 "},
+                 {40, 39, 158},
+                 {8, 7, 207},
+                 {16, 14, 224}};
     std::string all;
-    int mask = 1;
-    for (const auto& [logged, kept, last, rest] : rows) {
-        std::string data = "8:" + std::to_string(logged / 8) + ' ' + std::to_string(logged) + ":-1 " + rest;
-        for (int i = 0; i < logged; ++i) data += kMaster;
-        ASSERT_TRUE(decode(rangesBlock(kReferenceTow, mask, data)));
-        ASSERT_EQ(epoch.satelliteCount, kept) << last;
-        EXPECT_EQ(epoch.satellites[static_cast<size_t>(kept - 1)].svid, last);
+    int constellation = 1;
+    for (const auto& c : cases) {
+        std::string data = "maskSize:8=" + std::to_string(c.logged / 8) + " mask:" + std::to_string(c.logged) + "=-1 ";
+        data += c.more;
+        for (int i = 0; i < c.logged; ++i) data += kMaster;
+        ASSERT_EQ(decodeFirst({rangesOf(constellation, data)}), c.kept) << c.last;
+        EXPECT_EQ(svidsOf(epoch).back(), c.last);
         all += data;
-        mask <<= 1;
+        constellation <<= 1;
     }
-    ASSERT_TRUE(decode(rangesBlock(kReferenceTow, 0x7F, all)));
-    EXPECT_EQ(epoch.satelliteCount, kZeltMaxSatellites);
-    EXPECT_EQ(epoch.satellites[79].svid, 224);
+    ASSERT_EQ(decodeFirst({rangesOf(0x7F, all)}), kZeltMaxSatellites);
+    EXPECT_EQ(svidsOf(epoch).back(), 224);
 }
 
 using SignalKey = std::array<uint32_t, 4>;  // TOW, SVID, GLONASS frequency number, signal number
 
 std::map<SignalKey, ZeltMeasSignal> signalsOf(const std::string& path) {
     std::map<SignalKey, ZeltMeasSignal> signals;
-    ZeltMeasEpoch epoch;
-    forEachBlock(path, [&](ZeltFile& file, Bytes logged) {
-        if (!zeltCollectMeasBlock(file, logged, epoch, kZeltAllowMeas3 | kZeltAllowMeasEpoch)) return;
-        for (size_t i = 0; i < static_cast<size_t>(epoch.satelliteCount); ++i) {
-            const ZeltMeasSat& satellite = epoch.satellites[i];
-            for (const ZeltMeasSignal& s : satellite.signals[0]) {
-                if (s.flags != 0) signals[{epoch.tow, satellite.svid, satellite.glonassChannel, s.signalType}] = s;
-            }
-        }
+    EpochReader().read(path, [&](const ZeltMeasEpoch& epoch) {
+        forEachSignal(epoch, [&](const ZeltMeasSat& satellite, size_t, size_t, const ZeltMeasSignal& signal) {
+            signals[{epoch.tow, satellite.svid, satellite.glonassChannel, signal.signalType}] = signal;
+        });
     });
     return signals;
 }
@@ -407,7 +424,7 @@ std::map<SignalKey, ZeltMeasSignal> signalsOf(const std::string& path) {
 // Meas3 carry a code as a difference to the carrier's, off the millimetres by up to half of one.
 TEST(Meas3Twin, SameMeasurementsAsInTheVerboseLog) {
     const auto compact = signalsOf(kCompactLog);
-    EXPECT_EQ(compact.size(), 54072U);  // as counted in the logs by another decoder
+    EXPECT_EQ(compact.size(), 54072U);  // as counted by an independent implementation
     for (const auto& [key, a] : signalsOf(kExampleLog)) {
         ASSERT_EQ(compact.count(key), 1U) << key[0] << ' ' << key[1] << ' ' << key[3];
         const ZeltMeasSignal& b = compact.at(key);

@@ -1,11 +1,9 @@
-#include "utils/zeltdata/measepoch.h"
-
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <set>
 
-#include "tests/logbuilder.h"
+#include "tests/support/logs.h"
 #include "utils/geometry/constants.h"
 #include "utils/zeltdata/zeltsignal.h"
 #include "utils/zeltdata/zeltsvid.h"
@@ -16,43 +14,52 @@ namespace {
 
 constexpr double kL1Wavelength = 299792458.0 / 1575.42e6;
 constexpr double kL2Wavelength = 299792458.0 / 1227.60e6;
+constexpr uint32_t kTow = 1000;
 
-// A MeasEpoch of one or more satellites; sub-blocks are laid out by the caller.
-BlockBuilder measEpoch(int satellites, size_t length, int revision = 1, int number = kZeltMeasEpoch) {
-    return BlockBuilder(number, length, revision, 1000).u8(14, {satellites, 20, 12});
-}
+const std::string kHead = "satellites:8=1 length1:8=20 length2:8=12 flags:8=0 jumps:8=0 unused:8=0 ";
 
-// A satellite at 5 * 4294967.296 + 1 m, with `n2` type-2 sub-blocks.
+// A satellite at 5 * 4294967.296 + 1 m.
 constexpr double kCode = 5 * 4294967.296 + 1;
-BlockBuilder& setType1(BlockBuilder& b, size_t at, int channel, int type, int svid, int obsInfo = 0, int n2 = 0) {
-    b.u8(at, {channel, type, svid, 5}).u32(at + 4, 1000).u32(at + 8, 12345678).u16(at + 12, 500);
-    return b.u8(at + 14, {-1, 40, 0, 0, obsInfo, n2});
+const std::string kType1 =
+    "rxChannel:8=7 signal:5=0 antenna:3=0 svid:8=12 codeHigh:8=5 code:32=1000 doppler:32=12345678 carrier:16=500 "
+    "carrierHigh:8=-1 cn0:8=40 lock:16=0 smoothed:2=0 halfCycle:1=0 freqNr:5=0 type2s:8=0 ";
+const std::string kType2 =
+    "signal:5=2 antenna:3=0 lock:8=0 cn0:8=0 codeHigh:3=0 dopplerHigh:5=0 carrierHigh:8=0 obsInfo:8=0 code:16=0 "
+    "carrier:16=0 doppler:16=0 ";
+
+BlockBuilder measEpoch(const std::string& body, int revision = 1, int number = kZeltMeasEpoch) {
+    return BlockBuilder(number, 14, revision, kTow).bits(body);
 }
 
 struct MeasEpochTest : testing::Test {
     ZeltMeasEpoch epoch{};
 
-    void decode(BlockBuilder& b) { zeltDecodeMeasEpoch(viewOf(b.done()), epoch); }
-    const ZeltMeasSignal& signal(size_t slot) { return epoch.satellites[0].signals[0][slot]; }
-    void expectSignal(size_t slot, double code, double carrier, double doppler, double cn0, uint32_t lock, int flags) {
-        const ZeltMeasSignal& s = signal(slot);
-        EXPECT_DOUBLE_EQ(s.pseudorange, code) << slot;
-        EXPECT_DOUBLE_EQ(s.carrierPhase, carrier) << slot;
-        EXPECT_FLOAT_EQ(s.doppler, static_cast<float>(doppler)) << slot;
-        EXPECT_FLOAT_EQ(s.cn0, static_cast<float>(cn0)) << slot;
-        EXPECT_EQ(s.lockTime, lock) << slot;
-        EXPECT_EQ(s.flags, kZeltSlotUsed | flags) << slot;
+    void decode(const std::vector<ByteVector>& blocks) { epoch = *EpochReader().decode(blocks); }
+    ZeltMeasSignal signal(int type, int svid = 12) const { return signalOf(epoch, svid, type); }
+    void expectSignal(int type, double code, double carrier, double doppler, double cn0, uint32_t lock, int flags = 0) {
+        const ZeltMeasSignal s = signal(type);
+        EXPECT_DOUBLE_EQ(s.pseudorange, code) << type;
+        EXPECT_DOUBLE_EQ(s.carrierPhase, carrier) << type;
+        EXPECT_FLOAT_EQ(s.doppler, static_cast<float>(doppler)) << type;
+        EXPECT_FLOAT_EQ(s.cn0, static_cast<float>(cn0)) << type;
+        EXPECT_EQ(s.lockTime, lock) << type;
+        EXPECT_EQ(s.flags, kZeltSlotUsed | flags) << type;
     }
 };
 
 TEST_F(MeasEpochTest, MasterAndSlaveValues) {
-    BlockBuilder b = measEpoch(1, 64);
-    setType1(b.u8(17, {0xFF, -3}), 20, 7, 1, 12, 0x04, 2);                              // P(Y): no C/N0 offset
-    b.u8(40, {2, 9, 40, 0x07 | 0x1F << 3, 1}).u16(46, 65000).u16(48, 3).u16(50, -100);  // both MSBs -1
-    b.u8(52, {3, 0, 40, 0x04 | 0x10 << 3, -128}).u16(58, 1).u16(60, 1).u16(62, 1);      // the lowest values
-    decode(b);
+    decode({measEpoch(with(kHead, "flags=255 jumps=-3") +
+                      with(kType1, "signal=1 halfCycle=1 type2s=2") +  // P(Y): no C/N0 offset
+                      with(kType2,
+                           "lock=9 cn0=40 codeHigh=-1 dopplerHigh=-1 carrierHigh=1 code=65000 carrier=3 "
+                           "doppler=-100") +
+                      // The lowest values that are not missing.
+                      with(kType2,
+                           "signal=3 cn0=40 codeHigh=4 dopplerHigh=16 carrierHigh=-128 code=1 carrier=1 "
+                           "doppler=1"))
+                .done()});
     ASSERT_EQ(epoch.satelliteCount, 1);
-    EXPECT_EQ(epoch.tow, 1000U);
+    EXPECT_EQ(epoch.tow, kTow);
     EXPECT_EQ(epoch.wnc, uint32_t{kTestWeek});
     EXPECT_EQ(epoch.timeStatus, 2);
     EXPECT_EQ(epoch.clockJumps, -3);
@@ -60,88 +67,104 @@ TEST_F(MeasEpochTest, MasterAndSlaveValues) {
     EXPECT_EQ(epoch.satellites[0].channel, 6);
     const double doppler2 = 1234.5678 * 1227.60 / 1575.42;
     expectSignal(1, kCode, (-65536 + 500) * 0.001 + kCode / kL1Wavelength, 1234.5678, 10, 10, kZeltHalfCycle);
-    expectSignal(2, kCode - 0.536, 65.539 + (kCode - 0.536) / kL2Wavelength, doppler2 - 0.01, 10, 9000, 0);
+    expectSignal(2, kCode - 0.536, 65.539 + (kCode - 0.536) / kL2Wavelength, doppler2 - 0.01, 10, 9000);
     const double lowest = kCode - 262.143;
-    expectSignal(3, lowest, -8388.607 + lowest / kL2Wavelength, doppler2 - 104.8575, 20, 10, 0);
+    expectSignal(3, lowest, -8388.607 + lowest / kL2Wavelength, doppler2 - 104.8575, 20, 10);
 }
 
 TEST_F(MeasEpochTest, DoNotUseValuesAreMissing) {
     constexpr double kNone = kNotAvailable;
-    BlockBuilder b = measEpoch(1, 64);
-    setType1(b, 20, 255, 0, 12, 0, 2).u8(23, 0).u32(24, 0).u32(28, INT32_MIN).u16(32, 0).u8(34, {-128, 255, 255, 255});
-    b.u8(40, {3, 255, 255, 0x04 | 0x10 << 3, -128});
-    b.u8(52, {4, 255, 255, 0, -128}).u16(58, 100);  // relative to a master without a code
-    decode(b);
+    const std::string nothing = with(kType2, "lock=255 cn0=255 codeHigh=4 dopplerHigh=16 carrierHigh=-128");
+    decode({measEpoch(kHead +
+                      with(kType1,
+                           "rxChannel=255 codeHigh=0 code=0 doppler=-2147483648 carrier=0 carrierHigh=-128 "
+                           "cn0=255 lock=65535 type2s=2") +
+                      with(nothing, "signal=3") +
+                      with(nothing, "signal=4 codeHigh=0 dopplerHigh=0 code=100"))  // of a master without a code
+                .done()});
     ASSERT_EQ(epoch.satelliteCount, 1);
     EXPECT_EQ(epoch.satellites[0].channel, 0);
-    for (const size_t slot : {0U, 3U, 4U}) expectSignal(slot, kNone, kNone, kNone, kNone, 0, 0);
+    for (const int type : {0, 3, 4}) expectSignal(type, kNone, kNone, kNone, kNone, 0);
 }
 
-// Dropped (kept as 0): GLONASS without a frequency number, no satellites, the third antenna and number 37 (31 and 5:
-// extended), which has no slot. The old form knows one SBAS signal and no half cycles.
+// Not kept: GLONASS without a frequency number, no satellites, the third antenna and signal 37 (31 and 5: extended),
+// which has no slot. The old form knows one SBAS signal and no half cycles.
 TEST_F(MeasEpochTest, WhichSatellitesAndSignalsAreKept) {
-    constexpr int kNew = kZeltMeasEpoch;
-    constexpr int kOld = kZeltMeasEpochOld;
-    const Rows<int, int, int, int, int, int> cases = {
-        {kNew, 12, 0, 0, 12, 0},       {kNew, 62, 8, 14 << 3, 68, 8}, {kNew, 45, 8, 0 << 3, 0, 0},
-        {kNew, 45, 8, 15 << 3, 0, 0},  {kNew, 0, 0, 0, 0, 0},         {kNew, 178, 0, 0, 0, 0},
-        {kNew, 150, 28, 0, 170, 28},   {kNew, 181, 31, 0, 201, 32},   {kNew, 181, 31, 1 << 3, 201, 33},
-        {kNew, 181, 31, 5 << 3, 0, 0}, {kNew, 12, 2 << 5, 0, 0, 0},   {kOld, 120, 25, 4, 120, 24},
-        {kOld, 140, 25, 4, 140, 24},   {kNew, 120, 25, 0, 120, 25}};
-    for (const auto& [number, svid, type, obsInfo, kept, storedAs] : cases) {
-        BlockBuilder b = measEpoch(1, 40, 0, number);
-        decode(setType1(b, 20, 0, type, svid, obsInfo));
-        EXPECT_EQ(epoch.satelliteCount == 1 ? epoch.satellites[0].svid : 0, kept) << svid;
+    const struct {
+        int svid, signal = 0, freqNr = 0, antenna = 0;
+        int keptAs = 0;
+        int storedAs = 0;
+        int number = kZeltMeasEpoch;
+        int halfCycle = 0;
+    } cases[] = {
+        {.svid = 12, .keptAs = 12},
+        {.svid = 62, .signal = 8, .freqNr = 14, .keptAs = 68, .storedAs = 8},
+        {.svid = 45, .signal = 8, .freqNr = 0},
+        {.svid = 45, .signal = 8, .freqNr = 15},
+        {.svid = 0},
+        {.svid = 178},
+        {.svid = 150, .signal = 28, .keptAs = 170, .storedAs = 28},
+        {.svid = 181, .signal = 31, .keptAs = 201, .storedAs = 32},
+        {.svid = 181, .signal = 31, .freqNr = 1, .keptAs = 201, .storedAs = 33},
+        {.svid = 181, .signal = 31, .freqNr = 5},
+        {.svid = 12, .antenna = 2},
+        {.svid = 120, .signal = 25, .keptAs = 120, .storedAs = 24, .number = kZeltMeasEpochOld, .halfCycle = 1},
+        {.svid = 140, .signal = 25, .keptAs = 140, .storedAs = 24, .number = kZeltMeasEpochOld},
+        {.svid = 120, .signal = 25, .keptAs = 120, .storedAs = 25}};
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.svid);
+        BlockBuilder b = measEpoch(kHead + kType1, 0, c.number);
+        b.u8(21, c.signal | c.antenna << 5).u8(22, c.svid).u8(38, c.halfCycle << 2 | c.freqNr << 3);
+        decode({b.done()});
         EXPECT_EQ(epoch.clockJumps, kZeltNoClockJumps);  // revision 0
-        if (kept == 0) continue;
-        EXPECT_EQ(epoch.satellites[0].channel, 0);  // not given
-        const ZeltMeasSignal& stored = signal(static_cast<size_t>(zeltSignalSlot(storedAs)));
-        EXPECT_EQ(stored.signalType, storedAs) << svid;
-        EXPECT_EQ(stored.flags, kZeltSlotUsed);
+        ASSERT_EQ(svidsOf(epoch), c.keptAs == 0 ? std::vector<int>{} : std::vector<int>{c.keptAs});
+        EXPECT_EQ(signal(c.storedAs, c.keptAs).flags, c.keptAs == 0 ? 0 : kZeltSlotUsed);
     }
 }
 
 // Two satellites with a slave each take 20 + 2 * (20 + 12) bytes: cut in the second's slave, its master, the first's
 // slave, its master; then lengths shorter than the fields and counts beyond the block.
 TEST_F(MeasEpochTest, WhatDoesNotFitEndsTheBlock) {
-    const Rows<int, int, int, size_t, int, int> cases = {
-        {20, 12, 1, 84, 2, 2}, {20, 12, 1, 83, 2, 1},    {20, 12, 1, 71, 1, 1}, {20, 12, 1, 51, 1, 0},
-        {20, 12, 1, 39, 0, 0}, {19, 12, 1, 84, 0, 0},    {20, 11, 1, 84, 1, 0}, {20, 0, 255, 84, 1, 0},
-        {0, 12, 1, 84, 0, 0},  {255, 255, 255, 84, 0, 0}};
-    for (const auto& [length1, length2, count2, length, satellites, slaves] : cases) {
-        BlockBuilder b = measEpoch(2, 84);
-        setType1(b.u8(15, {length1, length2}), 20, 1, 0, 12, 0, count2).u8(40, 2);
-        setType1(b, 52, 2, 0, 13, 0, count2).u8(72, 2);
-        b.bytes.resize(length);
-        decode(b);
-        EXPECT_EQ(epoch.satelliteCount, satellites) << length;
-        const auto hasSlave = [](const ZeltMeasSat& satellite) { return satellite.signals[0][2].flags != 0; };
-        const auto* first = epoch.satellites.data();
-        EXPECT_EQ(std::count_if(first, first + epoch.satelliteCount, hasSlave), slaves) << length;
+    const struct {
+        int length1 = 20, length2 = 12, type2s = 1;
+        size_t size = 84;
+        int satellites = 0, slaves = 0;  // kept
+    } cases[] = {{.satellites = 2, .slaves = 2},
+                 {.size = 83, .satellites = 2, .slaves = 1},
+                 {.size = 71, .satellites = 1, .slaves = 1},
+                 {.size = 51, .satellites = 1},
+                 {.size = 39},
+                 {.length1 = 19},
+                 {.length2 = 11, .satellites = 1},
+                 {.length2 = 0, .type2s = 255, .satellites = 1},
+                 {.length1 = 0},
+                 {.length1 = 255, .length2 = 255, .type2s = 255}};
+    for (const auto& c : cases) {
+        const std::string satellite = with(kType1, "type2s=" + std::to_string(c.type2s)) + kType2;
+        BlockBuilder b = measEpoch(kHead + satellite + with(satellite, "svid=13"));
+        b.u8(14, {2, c.length1, c.length2}).bytes.resize(c.size);
+        decode({b.done()});
+        EXPECT_EQ(epoch.satelliteCount, c.satellites) << c.size;
+        EXPECT_EQ((signal(2, 12).flags != 0) + (signal(2, 13).flags != 0), c.slaves) << c.size;
     }
-    BlockBuilder b = measEpoch(81, 20 + 81 * 20);
-    for (size_t i = 0; i < 81; ++i) setType1(b, 20 + i * 20, 1, 0, 12);
-    decode(b);
+    std::string many = with(kHead, "satellites=81");
+    for (int i = 0; i < 81; ++i) many += kType1;
+    decode({measEpoch(many).done()});
     EXPECT_EQ(epoch.satelliteCount, kZeltMaxSatellites);
 }
 
-struct RefinementTest : MeasEpochTest {
-    void start(int type = 0, int svid = 12, int freqNr = 0) {
-        BlockBuilder b = measEpoch(1, 40);
-        decode(setType1(b, 20, 7, type, svid, freqNr << 3));
-    }
-};
-
-TEST_F(RefinementTest, MeasExtraByRevision) {
+TEST_F(MeasEpochTest, MeasExtraByRevision) {
     for (int revision = 0; revision <= 3; ++revision) {
-        start();
-        BlockBuilder b(kZeltMeasExtra, 56, revision);
+        BlockBuilder b(kZeltMeasExtra, 56, revision, kTow);
         b.u8(14, {2, 18}).f32(16, 200.0 * revision);  // logged longer than the fields; a factor of 0 says nothing
         b.u8(20, 9);                                  // of no satellite
-        b.u8(38, {7, 0}).u16(40, -20).u16(42, 30).u16(44, 2500).u16(46, revision == 0 ? 300 : 65535).u16(48, 12);
-        b.u8(50, {4, 5, 1, 4});
-        zeltApplyMeasExtra(viewOf(b.done()), epoch);
-        const ZeltMeasSignal& s = signal(0);
+        b.bytes.resize(38);
+        b.bits(
+            "rxChannel:8=7 signal:8=0 multipath:16=-20 smoothing:16=30 codeVariance:16=2500 carrierVariance:16=300 "
+            "lock:16=12 losses:8=4 carrierMultipath:8=5 info:8=1 cn0Fine:3=4 signalHigh:5=0 unused:16=0");
+        if (revision != 0) b.u16(46, 65535);  // no carrier variance
+        decode({measEpoch(kHead + kType1).done(), b.done()});
+        const ZeltMeasSignal s = signal(0);
         EXPECT_EQ(epoch.dopplerVarianceFactor, revision == 0 ? 163.0F : 200.0F * static_cast<float>(revision));
         EXPECT_EQ(s.multipath, -20);
         EXPECT_EQ(s.smoothing, 30);
@@ -155,35 +178,41 @@ TEST_F(RefinementTest, MeasExtraByRevision) {
     }
 }
 
-// The sub-blocks are the last bytes of the block, whatever stands before them.
-TEST_F(RefinementTest, MeasFullRangeReplacesTheCode) {
-    const Rows<int, int, int, double> cases = {{0, 12, 0, kL1Wavelength},
-                                               {8, 45, 14, 299792458.0 / (1602e6 + 6 * 562.5e3)}};
-    for (const auto& [type, svid, freqNr, wavelength] : cases) {
-        start(type, svid, freqNr);
-        BlockBuilder b(kZeltMeasFullRange, 44, 1);
-        b.u8(14, {1, 20}).u8(24, {7, type, 0, freqNr}).f64(28, 2.5e7).f32(36, 8).u16(40, 4321);
-        zeltApplyMeasFullRange(viewOf(b.done()), epoch);
-        expectSignal(0, 2.5e7, (2.5e7 + 8) / wavelength, 1234.5678, 43.21, 10, 0);
+// The sub-blocks are the last bytes of the block, whatever stands before them. Revision 0 has no C/N0.
+TEST_F(MeasEpochTest, MeasFullRangeReplacesTheCode) {
+    const struct {
+        int revision, svid, signal, freqNr;
+        double wavelength, cn0;
+    } cases[] = {{1, 12, 0, 0, kL1Wavelength, 43.21},
+                 {1, 45, 8, 14, 299792458.0 / (1602e6 + 6 * 562.5e3), 43.21},
+                 {0, 12, 0, 0, kL1Wavelength, 20}};
+    for (const auto& c : cases) {
+        BlockBuilder master = measEpoch(kHead + kType1);
+        master.u8(21, c.signal).u8(22, c.svid).u8(38, c.freqNr << 3);
+        BlockBuilder b(kZeltMeasFullRange, 44, c.revision, kTow);
+        b.u8(14, {1, 20}).u8(24, {7, c.signal, 0, c.freqNr}).f64(28, 2.5e7).f32(36, 8).u16(40, 4321);
+        decode({master.done(), b.done()});
+        const ZeltMeasSignal s = signal(c.signal, c.svid);
+        EXPECT_EQ(s.pseudorange, 2.5e7);
+        EXPECT_DOUBLE_EQ(s.carrierPhase, (2.5e7 + 8) / c.wavelength);
+        EXPECT_FLOAT_EQ(s.cn0, static_cast<float>(c.cn0));
     }
 }
 
 // There is room for sub-blocks of 20 bytes; the fields read of them take as many as the revision tells.
-TEST_F(RefinementTest, SubBlocksThatDoNotFitAreIgnored) {
-    constexpr int kExtra = kZeltMeasExtra;
-    constexpr int kRange = kZeltMeasFullRange;
-    const int cases[][3] = {{kExtra, 0, 12}, {kExtra, 1, 13}, {kExtra, 2, 15},
-                            {kExtra, 3, 16}, {kRange, 0, 16}, {kRange, 1, 18}};
-    for (const auto& [number, revision, fields] : cases) {
-        for (const int length : {0, fields - 1, fields, 20, 21, 255}) {
-            start();
-            BlockBuilder b(number, 40, revision);
+TEST_F(MeasEpochTest, SubBlocksThatDoNotFitAreIgnored) {
+    const struct {
+        int number, revision, fields;
+    } cases[] = {{kZeltMeasExtra, 0, 12}, {kZeltMeasExtra, 1, 13},     {kZeltMeasExtra, 2, 15},
+                 {kZeltMeasExtra, 3, 16}, {kZeltMeasFullRange, 0, 16}, {kZeltMeasFullRange, 1, 18}};
+    for (const auto& c : cases) {
+        for (const int length : {0, c.fields - 1, c.fields, 20, 21, 255}) {
+            BlockBuilder b(c.number, 40, c.revision, kTow);
             b.u8(14, {1, length}).u8(static_cast<size_t>(40 - std::min(length, 20)), 7);
-            number == kExtra ? zeltApplyMeasExtra(viewOf(b.bytes), epoch)
-                             : zeltApplyMeasFullRange(viewOf(b.bytes), epoch);
+            decode({measEpoch(kHead + kType1).done(), b.done()});
             // Fields of 0: no variance from the one, no code from the other.
             const bool applied = signal(0).codeVariance == 0 || signal(0).pseudorange == 0;
-            EXPECT_EQ(applied, length >= fields && length <= 20) << number << ' ' << length;
+            EXPECT_EQ(applied, length >= c.fields && length <= 20) << c.number << ' ' << length;
         }
     }
 }
@@ -201,13 +230,15 @@ TEST(Signals, NoTwoOfASatelliteShareASlot) {
 }
 
 TEST(Svid, EveryNumberHasItsPlace) {
-    // Logged from, to; internal number of the first, 0 for none.
-    const int ranges[][3] = {{0, 0, 0},       {1, 61, 1},      {62, 62, 68},    {63, 70, 62},  {71, 140, 71},
-                             {141, 177, 161}, {178, 180, 0},   {181, 187, 201}, {188, 190, 0}, {191, 197, 211},
-                             {198, 215, 141}, {216, 222, 218}, {223, 255, 0}};
-    for (const auto& [first, last, internal] : ranges) {
-        for (int svid = first; svid <= last; ++svid) {
-            EXPECT_EQ(NormalizeSVID(static_cast<uint8_t>(svid)), internal == 0 ? 0 : internal + svid - first) << svid;
+    const struct {
+        int first, last;  // logged
+        int internal;     // of the first, 0 for none
+    } ranges[] = {{0, 0, 0},       {1, 61, 1},      {62, 62, 68},    {63, 70, 62},  {71, 140, 71},
+                  {141, 177, 161}, {178, 180, 0},   {181, 187, 201}, {188, 190, 0}, {191, 197, 211},
+                  {198, 215, 141}, {216, 222, 218}, {223, 255, 0}};
+    for (const auto& r : ranges) {
+        for (int svid = r.first; svid <= r.last; ++svid) {
+            EXPECT_EQ(NormalizeSVID(static_cast<uint8_t>(svid)), r.internal == 0 ? 0 : r.internal + svid - r.first);
         }
     }
 }

@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "tests/logbuilder.h"
+#include "tests/support/blocks.h"
 #include "utils/geometry/navtools.h"
 #include "utils/nav/navdatadecoder/satnavdecoder/ephemerisstore.h"
 #include "utils/zeltdata/zeltnav.h"
@@ -16,28 +16,36 @@ BlockBuilder navBlock(int number, int svid, size_t length = 152) {
 }
 
 TEST(Navigation, WeeksAreCompleted) {
-    // Current week, partial week, completed.
-    const uint16_t cases[][3] = {{2100, 52, 2100},   {2100, 51, 2099},   {2100, 1000, 2024}, {2200, 152, 2200},
-                                 {2200, 1000, 2024}, {2300, 2300, 2300}, {2100, 2700, 2700}, {1000, 2540, 1516},
-                                 {2111, 63, 2111},   {2100, 564, 2612},  {2100, 565, 1589}};
-    for (const auto& [current, partial, completed] : cases) EXPECT_EQ(resolveWeek(current, partial), completed);
+    const struct {
+        uint16_t current, partial, completed;
+    } cases[] = {{2100, 52, 2100},   {2100, 51, 2099},   {2100, 1000, 2024}, {2200, 152, 2200},
+                 {2200, 1000, 2024}, {2300, 2300, 2300}, {2100, 2700, 2700}, {1000, 2540, 1516},
+                 {2111, 63, 2111},   {2100, 564, 2612},  {2100, 565, 1589}};
+    for (const auto& c : cases) EXPECT_EQ(resolveWeek(c.current, c.partial), c.completed);
 }
 
-// SVID and weeks as logged and as fixed, the least size, the offsets of the weeks.
 TEST(Navigation, BlocksAreFixedByKind) {
-    const Rows<int, int, int, int, int, int, int, size_t, size_t, size_t> cases = {
-        {kZeltGpsNav, 5, 62, 63, 5, 2110, 2111, 140, 138, 136},
-        {kZeltBdsNav, 141, 65000, 800, 161, 820, 2156, 140, 138, 136},  // 65000 + 1356 in 16 bits
-        {kZeltGloNav, 62, 63, 63, 68, 2111, 2111, 91, 80, 80},
-        {kZeltGalNav, 71, 63, 64, 71, 63, 64, 148, 124, 126}};  // Galileo weeks are logged full
+    struct Fields {
+        int svid, weekToe, weekToc;
+    };
+    const struct {
+        int number;
+        size_t size;  // the least
+        size_t atWeekToe, atWeekToc;
+        Fields logged, fixed;
+    } cases[] = {{kZeltGpsNav, 140, 138, 136, {5, 62, 63}, {5, 2110, 2111}},
+                 {kZeltBdsNav, 140, 138, 136, {141, 65000, 800}, {161, 820, 2156}},  // 65000 + 1356 in 16 bits
+                 {kZeltGloNav, 91, 80, 80, {62, 63, 63}, {68, 2111, 2111}},
+                 {kZeltGalNav, 148, 124, 126, {71, 63, 64}, {71, 63, 64}}};  // Galileo weeks are logged full
     ZeltNavBlock fixed;
-    for (const auto& [number, svid, toe, toc, fixedSvid, fixedToe, fixedToc, size, atToe, atToc] : cases) {
-        const ByteVector block = navBlock(number, svid, size).u16(atToc, toc).u16(atToe, toe).done();
-        ASSERT_TRUE(zeltFixNavBlock(viewOf(block), fixed)) << number;
-        EXPECT_EQ(fixed.bytes().u8(14), fixedSvid);
-        EXPECT_EQ(fixed.bytes().u16(atToe), fixedToe);
-        EXPECT_EQ(fixed.bytes().u16(atToc), fixedToc);
-        EXPECT_FALSE(zeltFixNavBlock(viewOf(block).sub(0, size - 1), fixed)) << number;
+    for (const auto& c : cases) {
+        BlockBuilder builder = navBlock(c.number, c.logged.svid, c.size);
+        const ByteVector block = builder.u16(c.atWeekToc, c.logged.weekToc).u16(c.atWeekToe, c.logged.weekToe).done();
+        ASSERT_TRUE(zeltFixNavBlock(viewOf(block), fixed)) << c.number;
+        EXPECT_EQ(fixed.bytes().u8(14), c.fixed.svid);
+        EXPECT_EQ(fixed.bytes().u16(c.atWeekToe), c.fixed.weekToe);
+        EXPECT_EQ(fixed.bytes().u16(c.atWeekToc), c.fixed.weekToc);
+        EXPECT_FALSE(zeltFixNavBlock(viewOf(block).sub(0, c.size - 1), fixed)) << c.number;
         EXPECT_EQ(fixed.size, 0U);
     }
     EXPECT_FALSE(zeltFixNavBlock(viewOf(navBlock(4007, 5).done()), fixed));
@@ -61,14 +69,18 @@ TEST_F(StoreTest, NewestWinsWithinItsConstellation) {
     add(navBlock(kZeltGalNav, 80).u8(15, 16).u16(128, 1007));
     add(navBlock(kZeltGalNav, 80).u8(15, 2).u16(128, 99));  // I/NAV
     EXPECT_EQ(issueOf(80), 7);
-    const Rows<int, int, size_t, bool> cases = {
-        {kZeltGpsNav, 32, 32, true}, {kZeltGpsNav, 33, 33, false},  {kZeltGpsNav, 45, 45, false},
-        {kZeltGloNav, 38, 38, true}, {kZeltGloNav, 69, 68, true},   {kZeltGloNav, 70, 69, false},
-        {kZeltGloNav, 1, 1, false},  {kZeltBdsNav, 177, 197, true}, {kZeltBdsNav, 106, 106, false},
-        {kZeltBdsNav, 0, 0, false},  {kZeltBdsNav, 255, 0, false}};
-    for (const auto& [number, svid, slot, stored] : cases) {
-        add(navBlock(number, svid));
-        EXPECT_EQ(!std::holds_alternative<std::monostate>(store.slots[slot]), stored) << number << ' ' << svid;
+    const struct {
+        int number, svid;
+        size_t slot;
+        bool isStored;
+    } cases[] = {{kZeltGpsNav, 32, 32, true}, {kZeltGpsNav, 33, 33, false},  {kZeltGpsNav, 45, 45, false},
+                 {kZeltGloNav, 38, 38, true}, {kZeltGloNav, 69, 68, true},   {kZeltGloNav, 70, 69, false},
+                 {kZeltGloNav, 1, 1, false},  {kZeltBdsNav, 177, 197, true}, {kZeltBdsNav, 106, 106, false},
+                 {kZeltBdsNav, 0, 0, false},  {kZeltBdsNav, 255, 0, false}};
+    for (const auto& c : cases) {
+        add(navBlock(c.number, c.svid));
+        EXPECT_EQ(!std::holds_alternative<std::monostate>(store.slots[c.slot]), c.isStored)
+            << c.number << ' ' << c.svid;
     }
 }
 
@@ -118,10 +130,10 @@ TEST_F(StoreTest, ClockPolynomials) {
 }
 
 TEST_F(StoreTest, IssueOfEphemeris) {
-    const int cases[][2] = {{0, 85}, {1425, 84}, {180, 1}, {165, 96}, {195, 2}};  // t_b and index of the UTC day
-    for (const auto& [tb, issue] : cases) {
-        add(navBlock(kZeltGloNav, 40).u16(86, tb));
-        EXPECT_EQ(issueOf(40), issue);
+    const struct { int tb, quarterOfUtcDay; } cases[] = {{0, 85}, {1425, 84}, {180, 1}, {165, 96}, {195, 2}};
+    for (const auto& c : cases) {
+        add(navBlock(kZeltGloNav, 40).u16(86, c.tb));
+        EXPECT_EQ(issueOf(40), c.quarterOfUtcDay);
     }
     add(navBlock(kZeltBdsNav, 150).u32(32, 26 * 3600 + 3599));
     EXPECT_EQ(issueOf(170), 2);

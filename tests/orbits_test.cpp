@@ -5,7 +5,7 @@
 #include <cmath>
 #include <map>
 
-#include "tests/logbuilder.h"
+#include "tests/support/logs.h"
 #include "utils/geometry/navtools.h"
 #include "utils/geometry/satnames.h"
 #include "utils/nav/navdatadecoder/satnavdecoder/ephemerisstore.h"
@@ -39,16 +39,17 @@ double referenceTime(const Ephemeris& any) {
 std::map<int, std::vector<Ephemeris>> exampleEphemerides() {
     std::map<int, std::vector<Ephemeris>> all;
     EphemerisStore store;
-    forEachBlock(kExampleLog, [&](ZeltFile&, Bytes block) {
+    const ByteVector log = readLog(kExampleLog);
+    for (const Bytes block : blocksOf(viewOf(log))) {
         ZeltNavBlock fixed;
-        if (!zeltFixNavBlock(block, fixed)) return;
+        if (!zeltFixNavBlock(block, fixed)) continue;
         StoreNavBlock(store, fixed.bytes());
         const int svid = fixed.bytes().u8(kZeltSvidOffset);
         const Ephemeris& newest = store.slots[static_cast<size_t>(svid)];
-        if (!IsEphemerisUsable(newest, referenceTime(newest))) return;
+        if (!IsEphemerisUsable(newest, referenceTime(newest))) continue;
         auto& known = all[svid];
         if (known.empty() || referenceTime(known.back()) != referenceTime(newest)) known.push_back(newest);
-    });
+    }
     return all;
 }
 

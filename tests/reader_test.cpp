@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "tests/logbuilder.h"
+#include "tests/support/logs.h"
 #include "utils/zeltdata/bitcursor.h"
 
 namespace {
@@ -14,13 +14,13 @@ ByteVector block(int number, size_t length) {
 }
 
 struct ReaderTest : testing::Test {
-    TestDirectory directory;
+    ScratchFolder folder;
     ZeltFile file;
 
     void TearDown() override { zeltCloseFile(file); }
     void open(const ByteVector& log) {
         zeltCloseFile(file);
-        zeltOpenFile(directory.write("log", log).c_str(), file);
+        zeltOpenFile(folder.write("log", log).c_str(), file);
     }
     Numbers numbersIn(const ByteVector& log) {
         open(log);

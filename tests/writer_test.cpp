@@ -6,7 +6,6 @@
 
 #include "cggtts/linefit.h"
 #include "cggtts/schedule.h"
-#include "tests/logbuilder.h"
 
 namespace {
 
@@ -56,15 +55,17 @@ const std::string kPrinted =
 TEST(DataLines, EveryColumnInItsPlace) { EXPECT_EQ(printed(kLine), kPrinted + checksum(kPrinted, "%02X\n")); }
 
 TEST(DataLines, WhatDoesNotFitShowsIt) {
-    const Rows<double, const char*, const char*> cases = {
-        {1e11, "-2147483648", "****"},     {-1e11, "-2147483648", "****"}, {NAN, "-2147483648", "****"},
-        {INFINITY, "-2147483648", "****"}, {9999, "       9999", "9999"},  {10000, "      10000", "****"},
-        {-1000, "      -1000", "****"},    {-999, "       -999", "-999"}};
-    for (const auto& [tenths, refsv, dsg] : cases) {
+    const struct {
+        double tenths;
+        const char *refsv, *dsg;
+    } numbers[] = {{1e11, "-2147483648", "****"},     {-1e11, "-2147483648", "****"}, {NAN, "-2147483648", "****"},
+                   {INFINITY, "-2147483648", "****"}, {9999, "       9999", "9999"},  {10000, "      10000", "****"},
+                   {-1000, "      -1000", "****"},    {-999, "       -999", "-999"}};
+    for (const auto& n : numbers) {
         DataLine line = kLine;
-        line.refsv = line.dsg = tenths * kTenthNs;
-        EXPECT_EQ(printed(line).substr(34, 11), refsv);
-        EXPECT_EQ(printed(line).substr(72, 4), dsg);
+        line.refsv = line.dsg = n.tenths * kTenthNs;
+        EXPECT_EQ(printed(line).substr(34, 11), n.refsv);
+        EXPECT_EQ(printed(line).substr(72, 4), n.dsg);
     }
     const struct {
         uint8_t svid;

@@ -1,0 +1,96 @@
+#include "tests/support/blocks.h"
+
+#include <bit>
+#include <sstream>
+
+#include "utils/geometry/navtools.h"
+#include "utils/zeltdata/zeltcrc.h"
+
+BlockBuilder::BlockBuilder(int number, size_t length, int revision, uint32_t tow, int wnc) : bytes(length) {
+    u8(0, {kZeltSync1, kZeltSync2}).u16(kZeltIdOffset, number | revision << 13);
+    u32(kZeltTowOffset, tow).u16(kZeltWncOffset, wnc);
+}
+
+BlockBuilder& BlockBuilder::put(size_t at, size_t size, uint64_t value) {
+    if (bytes.size() < at + size) bytes.resize(at + size);
+    for (size_t i = 0; i < size; ++i) bytes[at + i] = static_cast<uint8_t>(value >> (8 * i));
+    return *this;
+}
+
+BlockBuilder& BlockBuilder::u8(size_t at, std::initializer_list<int> values) {
+    for (const int value : values) u8(at++, value);
+    return *this;
+}
+
+BlockBuilder& BlockBuilder::f32(size_t at, double value) {
+    return put(at, 4, std::bit_cast<uint32_t>(static_cast<float>(value)));
+}
+
+BlockBuilder& BlockBuilder::f64(size_t at, double value) { return put(at, 8, std::bit_cast<uint64_t>(value)); }
+
+BlockBuilder& BlockBuilder::text(size_t at, const std::string& value) {
+    for (const char c : value) u8(at++, c);
+    return *this;
+}
+
+BlockBuilder& BlockBuilder::bits(const std::string& fields) {
+    std::istringstream in(fields);
+    unsigned bit = 0;
+    for (std::string name; std::getline(in >> std::ws, name, ':');) {
+        unsigned width = 0;
+        char equals = 0;
+        int64_t value = 0;
+        in >> width >> equals >> value;
+        for (unsigned i = 0; i < width; ++i, ++bit) {
+            if (bit % 8 == 0) bytes.push_back(0);
+            bytes.back() |= static_cast<uint8_t>((value >> i & 1) << bit % 8);
+        }
+    }
+    return *this;
+}
+
+BlockBuilder& BlockBuilder::stamp(int64_t time) {
+    u32(kZeltTowOffset, time % Qon::Nav::kSecondsPerWeek * 1000);
+    return u16(kZeltWncOffset, time / Qon::Nav::kSecondsPerWeek);
+}
+
+ByteVector BlockBuilder::done() {
+    u16(kZeltLengthOffset, static_cast<int64_t>(bytes.size()));
+    u16(kZeltCrcOffset, zeltCrc(bytes.data() + kZeltIdOffset, bytes.size() - kZeltIdOffset));
+    return bytes;
+}
+
+std::string with(std::string fields, const std::string& values) {
+    std::istringstream in(values);
+    for (std::string name, value; std::getline(in >> std::ws, name, '=') && in >> value;) {
+        const size_t at = fields.find('=', (' ' + fields).find(' ' + name + ':')) + 1;
+        fields.replace(at, fields.find(' ', at) - at, value);
+    }
+    return fields;
+}
+
+ByteVector& operator+=(ByteVector& log, const ByteVector& more) {
+    log.insert(log.end(), more.begin(), more.end());
+    return log;
+}
+
+ByteVector joined(const std::vector<ByteVector>& parts) {
+    ByteVector all;
+    for (const ByteVector& part : parts) all += part;
+    return all;
+}
+
+int64_t secondOf(Bytes block) { return int64_t{zeltWnc(block)} * Qon::Nav::kSecondsPerWeek + zeltTow(block) / 1000; }
+
+std::vector<Bytes> blocksOf(Bytes log, Crc crc) {
+    std::vector<Bytes> blocks;
+    for (size_t at = 0; at < log.size;) {
+        const size_t length = log.u16(at + kZeltLengthOffset);
+        const bool hasHeader = log.u8(at) == kZeltSync1 && log.u8(at + 1) == kZeltSync2 && length >= kZeltMinLength;
+        const bool isBlock =
+            hasHeader && log.has(at, length) && (crc == Crc::kAny || zeltCrcIsValid(log.sub(at, length)));
+        if (isBlock) blocks.push_back(log.sub(at, length));
+        at += isBlock ? length : 1;
+    }
+    return blocks;
+}

@@ -1,0 +1,187 @@
+#include "tests/support/logs.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <iterator>
+#include <random>
+#include <sstream>
+
+#include "app/driver.h"
+#include "cggtts/writer.h"
+
+namespace fs = std::filesystem;
+
+const std::string kExampleLog = ZELT_EXAMPLES "/esbc-2020-06-25-3h.zelt";
+const std::string kCompactLog = ZELT_EXAMPLES "/esbc-2020-06-25-3h-meas3.zelt";
+
+namespace {
+
+std::FILE* const kReports = stderr;  // also when a fuzz target has replaced it
+constexpr size_t kLineSize = 127;
+constexpr const char* kTitlesEnd = ".1ns.1ps/s.1ns.1ps/s.1ns.1ps/s.1ns\n";
+
+// Two hexadecimal digits, the checksum of a text.
+bool isSumOf(const std::string& digits, const std::string& text) {
+    return digits.size() == 2 && digits.find_first_not_of("0123456789abcdefABCDEF") == std::string::npos &&
+           std::stoul(digits, nullptr, 16) == cggttsChecksum(text);
+}
+
+// The data lines of a file, which begin behind the titles of their columns.
+std::vector<std::string> linesOf(const std::string& text) {
+    const size_t titles = text.find(kTitlesEnd);
+    require(titles != std::string::npos, "a header that ends in the column titles");
+    std::istringstream in(text.substr(titles + std::string(kTitlesEnd).size()));
+    std::vector<std::string> lines;
+    for (std::string line; std::getline(in, line);) {
+        require(!in.eof(), "a line feed behind every line");
+        lines.push_back(line);
+    }
+    return lines;
+}
+
+void checkFile(const std::string& text, bool numericOnly) {
+    const size_t sum = text.rfind("CKSUM = ", text.find(kTitlesEnd));
+    require(sum != std::string::npos, "a header with a checksum");
+    require(isSumOf(text.substr(sum + 8, 2), text.substr(0, sum + 7)), "a header's checksum");
+    for (const std::string& line : linesOf(text)) checkDataLine(line, numericOnly);
+}
+
+}  // namespace
+
+void require(bool holds, const std::string& what) {
+    if (holds) return;
+    std::fprintf(kReports, "Does not hold: %s\n", what.c_str());
+    std::abort();
+}
+
+RunConfig stationConfig(const Qon::Nav::Vector3& station) {
+    RunConfig config;
+    config.leapSeconds = 18;
+    config.phaseCentre.fill(station);
+    return config;
+}
+
+std::string readFile(const fs::path& path, std::ios::openmode mode) {
+    std::ifstream in(path, mode);
+    return {std::istreambuf_iterator<char>(in), {}};
+}
+
+ByteVector readLog(const fs::path& path) {
+    const std::string bytes = readFile(path, std::ios::binary);
+    return {bytes.begin(), bytes.end()};
+}
+
+void writeFile(const fs::path& path, const ByteVector& bytes) {
+    std::ofstream out(path, std::ios::binary);
+    out.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+    out.close();
+    require(out.good(), "a written file");
+}
+
+ScratchFolder::ScratchFolder() {
+    std::random_device random;
+    do {
+        path = fs::temp_directory_path() / ("zelt-" + std::to_string(random()));
+    } while (!fs::create_directory(path));
+}
+
+ScratchFolder::~ScratchFolder() {
+    std::error_code ignored;
+    fs::remove_all(path, ignored);
+}
+
+std::string ScratchFolder::write(const std::string& name, const ByteVector& bytes) const {
+    writeFile(path / name, bytes);
+    return (path / name).string();
+}
+
+void EpochReader::read(const std::string& path, const Visit& visit) {
+    zeltOpenFile(path.c_str(), file_);
+    Bytes block;
+    while (zeltGetNextBlock(file_, block, kZeltAnyBlock, kZeltAnyBlock, 0) == kZeltFound) take(block, visit);
+    finish(visit);
+    zeltCloseFile(file_);
+}
+
+void EpochReader::take(Bytes block, const Visit& visit) {
+    if (zeltHasTimeStamp(block) && zeltCollectMeasBlock(file_, block, epoch_, mode_)) visit(epoch_);
+}
+
+void EpochReader::finish(const Visit& visit) {
+    if (zeltDecodePendingEpoch(file_, epoch_, mode_)) visit(epoch_);
+}
+
+const ZeltMeasEpoch* EpochReader::decode(const std::vector<ByteVector>& blocks) {
+    const ZeltMeasEpoch* decoded = nullptr;
+    const Visit keep = [&decoded](const ZeltMeasEpoch& epoch) { decoded = &epoch; };
+    for (const ByteVector& block : blocks) take(viewOf(block), keep);
+    finish(keep);
+    return decoded;
+}
+
+void forEachSignal(const ZeltMeasEpoch& epoch,
+                   const std::function<void(const ZeltMeasSat&, size_t, size_t, const ZeltMeasSignal&)>& visit) {
+    for (size_t i = 0; i < static_cast<size_t>(epoch.satelliteCount); ++i) {
+        const ZeltMeasSat& satellite = epoch.satellites[i];
+        for (size_t antenna = 0; antenna < satellite.signals.size(); ++antenna) {
+            for (size_t slot = 0; slot < satellite.signals[antenna].size(); ++slot) {
+                const ZeltMeasSignal& signal = satellite.signals[antenna][slot];
+                if (signal.flags != 0) visit(satellite, antenna, slot, signal);
+            }
+        }
+    }
+}
+
+ZeltMeasSignal signalOf(const ZeltMeasEpoch& epoch, int svid, int signalType, size_t antenna) {
+    ZeltMeasSignal found{};
+    forEachSignal(epoch, [&](const ZeltMeasSat& satellite, size_t a, size_t, const ZeltMeasSignal& signal) {
+        if (satellite.svid == svid && a == antenna && signal.signalType == signalType) found = signal;
+    });
+    return found;
+}
+
+std::vector<int> svidsOf(const ZeltMeasEpoch& epoch) {
+    std::vector<int> svids;
+    for (size_t i = 0; i < static_cast<size_t>(epoch.satelliteCount); ++i) svids.push_back(epoch.satellites[i].svid);
+    return svids;
+}
+
+CreatedFiles convertFile(const RunConfig& config, const RunOptions& options) {
+    OutputRegistry outputs;
+    processFile(config, options, outputs);
+    closeOutputs(outputs);
+    CreatedFiles files;
+    for (const auto& entry : fs::directory_iterator(".")) {
+        const std::string name = entry.path().filename().string();
+        if (name != options.inputFile) files[name] = readFile(entry.path());
+    }
+    for (const auto& [name, text] : files) {
+        fs::remove(name);
+        checkFile(text, options.numericOnly);
+    }
+    return files;
+}
+
+CreatedFiles convert(const ByteVector& log, const RunConfig& config, RunOptions options) {
+    const ScratchFolder folder;
+    const Inside inside(folder);
+    options.inputFile = "log";
+    writeFile(options.inputFile, log);
+    return convertFile(config, options);
+}
+
+std::vector<std::string> dataLines(const CreatedFiles& files, char letter) {
+    std::vector<std::string> lines;
+    for (const auto& [name, text] : files) {
+        if (letter != '\0' && name[0] != letter) continue;
+        for (const std::string& line : linesOf(text)) lines.push_back(line);
+    }
+    return lines;
+}
+
+void checkDataLine(const std::string& line, bool numericOnly) {
+    require(line.size() == kLineSize, "a line of 127 characters");
+    const size_t sum = kLineSize - 2;
+    require(numericOnly || isSumOf(line.substr(sum), line.substr(0, sum)), "a line's checksum");
+}
