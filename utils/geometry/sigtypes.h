@@ -51,6 +51,4 @@ double GetFdmaWavelength(int signal, int frequencyNumber);
 // for BeiDou B1I; NavIC L5 is its own. GLONASS L3 refers to L1 of the given channel, frequency number 0 without one.
 float GetSignalRatio(int signal, int channelIndex);
 
-ConstellationCode GetSignalConstellation(int signal);
-
 }  // namespace Qon::Nav
