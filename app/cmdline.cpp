@@ -10,6 +10,7 @@
 #include "app/messages.h"
 #include "cggtts/writer.h"
 #include "utils/geometry/geometry.h"
+#include "utils/zeltdata/zeltread.h"
 #include "utils/zeltdata/zeltsetup.h"
 
 using namespace Qon::Nav;
@@ -264,11 +265,7 @@ bool parseEpochBound(const char* text, int64_t& milliseconds) {
 }
 
 bool checkInputFile(const char* path, const char* kindWord) {
-    std::FILE* file = std::fopen(path, "rb");
-    if (file == nullptr) {
-        printOpenFailure(kindWord, path, "reading");
-        return false;
-    }
-    std::fclose(file);
-    return true;
+    if (zeltCanOpenFile(path)) return true;
+    printOpenFailure(kindWord, path, "reading");
+    return false;
 }

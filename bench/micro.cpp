@@ -34,7 +34,7 @@ void readBlocks(benchmark::State& state) {
 BENCHMARK(readBlocks)->Unit(benchmark::kMicrosecond);
 
 // Epoch after epoch through the collector: all its blocks, or those with codes alone, as the program does it.
-void decodeEpochs(benchmark::State& state, const std::string& path, unsigned mode) {
+void decodeEpochs(benchmark::State& state, const std::string& path, bool codesOnly) {
     const ByteVector log = readLog(path);
     std::vector<std::vector<ByteVector>> epochs;
     int64_t size = 0;
@@ -44,15 +44,15 @@ void decodeEpochs(benchmark::State& state, const std::string& path, unsigned mod
         epochs.back().push_back(copyOf(block));
         size += static_cast<int64_t>(block.size);
     }
-    EpochReader reader(kZeltAllowMeas3 | kZeltAllowMeasEpoch | mode);
+    EpochReader reader(kZeltAllowMeas3 | kZeltAllowMeasEpoch, {.codesOnly = codesOnly});
     size_t next = 0;
     for ([[maybe_unused]] auto _ : state) benchmark::DoNotOptimize(reader.decode(epochs[next++ % epochs.size()]));
     state.SetBytesProcessed(state.iterations() * size / static_cast<int64_t>(epochs.size()));
 }
-BENCHMARK_CAPTURE(decodeEpochs, measepoch, kExampleLog, 0)->Unit(benchmark::kMicrosecond);
-BENCHMARK_CAPTURE(decodeEpochs, measepoch_codes, kExampleLog, kZeltCodesOnly)->Unit(benchmark::kMicrosecond);
-BENCHMARK_CAPTURE(decodeEpochs, meas3, kCompactLog, 0)->Unit(benchmark::kMicrosecond);
-BENCHMARK_CAPTURE(decodeEpochs, meas3_codes, kCompactLog, kZeltCodesOnly)->Unit(benchmark::kMicrosecond);
+BENCHMARK_CAPTURE(decodeEpochs, measepoch, kExampleLog, false)->Unit(benchmark::kMicrosecond);
+BENCHMARK_CAPTURE(decodeEpochs, measepoch_codes, kExampleLog, true)->Unit(benchmark::kMicrosecond);
+BENCHMARK_CAPTURE(decodeEpochs, meas3, kCompactLog, false)->Unit(benchmark::kMicrosecond);
+BENCHMARK_CAPTURE(decodeEpochs, meas3_codes, kCompactLog, true)->Unit(benchmark::kMicrosecond);
 
 // The epochs of the first whole track of the log, with the ephemerides known when it begins.
 void wholeTrack(benchmark::State& state) {

@@ -9,13 +9,7 @@ constexpr uint32_t kLastPhase = 85440;       // s; a 90th track would begin behi
 constexpr uint32_t kFirstSlotOffset = 5;     // in samples: the first track's slot 0 is at phase 150 s
 constexpr uint32_t kTrackSpacing = 32;       // in samples: 960 s
 
-// From this week on, seconds since 1980 may cease to fit 32 bits (the time of week goes up to 4294967 s), and what is
-// whole sample spacings in a week is no longer whole ones in all.
-constexpr uint32_t kFirstWrappedWeek = 7095;
-
 }  // namespace
-
-bool mayBeNeeded(uint32_t wnc, uint32_t tow) { return tow / 1000 % kSampleSpacing == 0 || wnc >= kFirstWrappedWeek; }
 
 uint32_t modifiedJulianDate(uint32_t t) {
     return (t - kScheduleOrigin) / Qon::Nav::kSecondsPerDay + kScheduleOriginMjd;

@@ -13,10 +13,9 @@ constexpr int kNoSlot = -1;
 constexpr uint32_t kScheduleOrigin = 559699200;
 constexpr uint32_t kScheduleOriginMjd = 50722;
 
-// False for an epoch of week wnc (GPS) and time of week tow (ms) that no track can need: it is no sample instant, nor
-// is it the reference epoch of a differentially logged one, as the intervals divide the sample spacing or are multiples
-// of it. (Where a log mixes intervals, a reference epoch off the instants does not replace the one before it.)
-bool mayBeNeeded(uint32_t wnc, uint32_t tow);
+// From this GPS week on, seconds since 1980 may cease to fit 32 bits (the time of week goes up to 4294967 s), and what
+// is a multiple of 30 s in the week need not be one in all.
+constexpr uint32_t kFirstWrappedWeek = 7095;
 
 // Modified Julian date of a time, in unsigned arithmetic: it needs t from the origin on.
 uint32_t modifiedJulianDate(uint32_t t);

@@ -19,8 +19,7 @@ size_t firstRecordOf(size_t constellation) {
 // The codes of a constellation's two signals; where several slots hold the same signal, the last one's.
 CodePair findCodes(const ZeltMeasSat& satellite, const Constellation& constellation) {
     CodePair codes{satellite.glonassChannel, constellation.signal1, constellation.signal2};
-    for (const ZeltMeasSignal& signal : satellite.signals[0]) {
-        if (signal.flags == 0) continue;
+    for (const ZeltMeasSignal& signal : satellite.used(0)) {
         if (signal.signalType == constellation.signal1) codes.code1 = signal.pseudorange;
         if (signal.signalType == constellation.signal2) codes.code2 = signal.pseudorange;
     }
@@ -42,9 +41,7 @@ bool CggttsProcessor::addEpoch(const ZeltMeasEpoch& epoch) {
     if (!lastSampleTime_) contiguousAnchor_ = t;
     startTracks(t);
     const int slot = slotAt(t);
-    for (int32_t i = 0; i < epoch.satelliteCount; ++i) {
-        addSatellite(epoch.satellites[static_cast<size_t>(i)], t, slot);
-    }
+    for (const ZeltMeasSat& satellite : epoch.used()) addSatellite(satellite, t, slot);
     return closeTracks(t);
 }
 

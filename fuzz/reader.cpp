@@ -118,8 +118,8 @@ void compareCrcs(const ByteVector& log, FuzzedDataProvider& script) {
         const ByteVector part(log.begin() + static_cast<std::ptrdiff_t>(offset),
                               log.begin() + static_cast<std::ptrdiff_t>(offset + size));
         const uint16_t expected = modelCrc(part.data(), size);
-        for (const ZeltCrcWay& way : zeltCrcWays()) {
-            require(!way.isAvailable || way.crc(part.data(), size) == expected, "the CRC by every way");
+        for (const ZeltCrcMethod& method : zeltCrcMethods()) {
+            require(!method.isAvailable || method.crc(part.data(), size) == expected, "the CRC by every way");
         }
         require(zeltIndexedCrc(index, offset, size) == expected, "the CRC by an index");
     }

@@ -22,7 +22,7 @@ using Decoded = std::vector<std::tuple<uint32_t, int, double>>;  // TOW, SVID an
 Decoded collect(const std::vector<ByteVector>& blocks, bool fromFile = true) {
     Decoded decoded;
     const auto note = [&decoded](const ZeltMeasEpoch& epoch) {
-        forEachSignal(epoch, [&](const ZeltMeasSat& satellite, size_t, size_t, const ZeltMeasSignal& signal) {
+        forEachSignal(epoch, [&](const ZeltMeasSat& satellite, size_t, const ZeltMeasSignal& signal) {
             decoded.emplace_back(epoch.tow, satellite.svid, signal.pseudorange);
         });
     };
@@ -70,6 +70,16 @@ TEST(Collector, WithoutAFileTheKindsOfTheEpochBeforeTell) {
     log.insert(log.end(), {epochBlock(3, 7), otherBlock(3)});
     expected.emplace_back(3, 7, 1);
     EXPECT_EQ(collect(log, false), expected);
+}
+
+// From the second block on, which tells what an epoch is made of, none is held back.
+TEST(Collector, WithoutAFileNoEpochIsLate) {
+    EpochReader reader;
+    size_t delivered = 0;
+    for (uint32_t tow = 1; tow <= 5; ++tow) {
+        reader.take(viewOf(epochBlock(tow, 5)), [&delivered](const ZeltMeasEpoch&) { ++delivered; });
+        EXPECT_EQ(delivered, tow == 1 ? 0 : tow);
+    }
 }
 
 // Of the compact family one byte tells the antenna; the others have none.

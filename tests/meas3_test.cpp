@@ -7,7 +7,7 @@
 #include "tests/support/logs.h"
 #include "utils/geometry/constants.h"
 #include "utils/zeltdata/bitcursor.h"
-#include "utils/zeltdata/meas3.h"
+#include "utils/zeltdata/meas3companions.h"
 
 using namespace Qon::Nav;
 
@@ -66,7 +66,7 @@ struct Meas3Test : testing::Test {
     int decode(const std::vector<ByteVector>& blocks) {
         const ZeltMeasEpoch* decoded = reader->decode(blocks);
         epoch = decoded == nullptr ? ZeltMeasEpoch{} : *decoded;
-        return decoded == nullptr ? -1 : epoch.satelliteCount;
+        return decoded == nullptr ? -1 : static_cast<int>(epoch.used().size());
     }
     // The same of a log that begins with them.
     int decodeFirst(const std::vector<ByteVector>& blocks) {
@@ -171,7 +171,7 @@ TEST_F(Meas3Test, ReferencesAreNeeded) {
     EXPECT_EQ(satellites(kDeltaTow + kMinute, 1, kHeader + kSmallDelta), 0);  // the next one's was not seen
     // A satellite that the reference does not hold: nothing of it, and the next one is still read right.
     EXPECT_EQ(satellites(kDeltaTow, 1, two + kSmallDelta + kSmallDelta), 1);
-    EXPECT_EQ(epoch.satellites[0].svid, 5);
+    EXPECT_EQ(epoch.used()[0].svid, 5);
     // The header of the reference is used where it is not repeated.
     EXPECT_EQ(satellites(kDeltaTow + 1, 1, kSame + kSmallDelta), 1);
     EXPECT_EQ(satellites(kDeltaTow + 2, 5, kSame + kSmallDelta + kSame), 1);
@@ -179,11 +179,11 @@ TEST_F(Meas3Test, ReferencesAreNeeded) {
     EXPECT_EQ(satellites(kReferenceTow, 1, kHeader + with(kMaster, "slaves=1") + kSlave), 1);
     EXPECT_EQ(satellites(kReferenceTow + kMinute, 1, header("mask=32") + kMaster), 1);
     EXPECT_EQ(satellites(kDeltaTow + kMinute, 1, two + kSmallDelta + kSmallDelta), 1);
-    EXPECT_EQ(epoch.satellites[0].svid, 6);
+    EXPECT_EQ(epoch.used()[0].svid, 6);
     // A corrupt one is good up to the fault. How long the records behind it are is not known: nothing of them is read.
     EXPECT_EQ(satellites(kReferenceTow, 5, two + kMaster), -1);
     EXPECT_EQ(satellites(kDeltaTow, 5, header("mask=112") + kSmallDelta + kSmallDelta + kMaster), 1);
-    EXPECT_EQ(epoch.satellites[0].svid, 5);
+    EXPECT_EQ(epoch.used()[0].svid, 5);
     EXPECT_EQ(satellites(kDeltaTow + 1, 7, kHeader + kSmallDelta + kSame + header("mask=1") + kMaster), 1);
     EXPECT_EQ(satellites(kDeltaTow + 2, 1, two + kMaster + kMaster), 2);  // none of it is a difference
     EXPECT_EQ(satellites(kReferenceTow, 1, kHeader + kMaster), 1);        // a whole one again
@@ -239,8 +239,8 @@ TEST_F(Meas3Test, HeadersByConstellation) {
     // GLONASS: frequency fields 0 and 15 drop the satellite, not its neighbours; 1 is 1598.0625 MHz.
     const std::string frequencies = "frequency:4=0 frequency:4=14 frequency:4=15 frequency:4=1 ";
     EXPECT_EQ(decodeAs(2, header("mask=15") + frequencies + kMaster + kMaster + kMaster + kMaster), (Svids{39, 41}));
-    EXPECT_EQ(epoch.satellites[0].glonassChannel, 14);
-    EXPECT_EQ(epoch.satellites[1].channel, 1);
+    EXPECT_EQ(epoch.used()[0].glonassChannel, 14);
+    EXPECT_EQ(epoch.used()[1].channel, 1);
     EXPECT_NEAR(signal(8, 41).carrierPhase, 22e6 / (299792458.0 / 1598.0625e6), 1e-6);
     // BeiDou: a flag per satellite logged moves the code base.
     EXPECT_EQ(decodeAs(8, header("mask=5") + "high:16=2 " + kMaster + kMaster), (Svids{161, 163}));
@@ -362,7 +362,7 @@ TEST_F(Meas3Test, SecondAntennaFillsItsOwnSlots) {
     const ByteVector channel3 =
         rangesBlock(kReferenceTow, one + "frequency:8=3 " + kMaster, "constellations=2 antenna=1");
     ASSERT_EQ(decodeFirst({channel8, channel3}), 1);
-    EXPECT_EQ(epoch.satellites[0].glonassChannel, 8);
+    EXPECT_EQ(epoch.used()[0].glonassChannel, 8);
 }
 
 TEST_F(Meas3Test, CorruptRangesGiveNothing) {
@@ -413,7 +413,7 @@ using SignalKey = std::array<uint32_t, 4>;  // TOW, SVID, GLONASS frequency numb
 std::map<SignalKey, ZeltMeasSignal> signalsOf(const std::string& path) {
     std::map<SignalKey, ZeltMeasSignal> signals;
     EpochReader().read(path, [&](const ZeltMeasEpoch& epoch) {
-        forEachSignal(epoch, [&](const ZeltMeasSat& satellite, size_t, size_t, const ZeltMeasSignal& signal) {
+        forEachSignal(epoch, [&](const ZeltMeasSat& satellite, size_t, const ZeltMeasSignal& signal) {
             signals[{epoch.tow, satellite.svid, satellite.glonassChannel, signal.signalType}] = signal;
         });
     });

@@ -58,13 +58,13 @@ TEST_F(MeasEpochTest, MasterAndSlaveValues) {
                            "signal=3 cn0=40 codeHigh=4 dopplerHigh=16 carrierHigh=-128 code=1 carrier=1 "
                            "doppler=1"))
                 .done()});
-    ASSERT_EQ(epoch.satelliteCount, 1);
+    ASSERT_EQ(epoch.used().size(), 1U);
     EXPECT_EQ(epoch.tow, kTow);
     EXPECT_EQ(epoch.wnc, uint32_t{kTestWeek});
     EXPECT_EQ(epoch.timeStatus, 2);
     EXPECT_EQ(epoch.clockJumps, -3);
     EXPECT_EQ(epoch.commonFlags, 0x8BU);
-    EXPECT_EQ(epoch.satellites[0].channel, 6);
+    EXPECT_EQ(epoch.used()[0].channel, 6);
     const double doppler2 = 1234.5678 * 1227.60 / 1575.42;
     expectSignal(1, kCode, (-65536 + 500) * 0.001 + kCode / kL1Wavelength, 1234.5678, 10, 10, kZeltHalfCycle);
     expectSignal(2, kCode - 0.536, 65.539 + (kCode - 0.536) / kL2Wavelength, doppler2 - 0.01, 10, 9000);
@@ -82,8 +82,8 @@ TEST_F(MeasEpochTest, DoNotUseValuesAreMissing) {
                       with(nothing, "signal=3") +
                       with(nothing, "signal=4 codeHigh=0 dopplerHigh=0 code=100"))  // of a master without a code
                 .done()});
-    ASSERT_EQ(epoch.satelliteCount, 1);
-    EXPECT_EQ(epoch.satellites[0].channel, 0);
+    ASSERT_EQ(epoch.used().size(), 1U);
+    EXPECT_EQ(epoch.used()[0].channel, 0);
     for (const int type : {0, 3, 4}) expectSignal(type, kNone, kNone, kNone, kNone, 0);
 }
 
@@ -144,13 +144,13 @@ TEST_F(MeasEpochTest, WhatDoesNotFitEndsTheBlock) {
         BlockBuilder b = measEpoch(kHead + satellite + with(satellite, "svid=13"));
         b.u8(14, {2, c.length1, c.length2}).bytes.resize(c.size);
         decode({b.done()});
-        EXPECT_EQ(epoch.satelliteCount, c.satellites) << c.size;
+        EXPECT_EQ(static_cast<int>(epoch.used().size()), c.satellites) << c.size;
         EXPECT_EQ((signal(2, 12).flags != 0) + (signal(2, 13).flags != 0), c.slaves) << c.size;
     }
     std::string many = with(kHead, "satellites=81");
     for (int i = 0; i < 81; ++i) many += kType1;
     decode({measEpoch(many).done()});
-    EXPECT_EQ(epoch.satelliteCount, kZeltMaxSatellites);
+    EXPECT_EQ(epoch.used().size(), size_t{kZeltMaxSatellites});
 }
 
 TEST_F(MeasEpochTest, MeasExtraByRevision) {
@@ -178,24 +178,43 @@ TEST_F(MeasEpochTest, MeasExtraByRevision) {
     }
 }
 
+TEST_F(MeasEpochTest, ALaterMeasExtraSubBlockReplacesTheVariances) {
+    BlockBuilder b(kZeltMeasExtra, 52, 3, kTow);
+    b.u8(14, {2, 16}).u8(20, 7).u16(26, 2500).u16(28, 300).u8(36, 7).u16(42, 65535).u16(44, 65535);
+    decode({measEpoch(kHead + kType1).done(), b.done()});
+    EXPECT_EQ(signal(0).codeVariance, kNotAvailableF);
+    EXPECT_EQ(signal(0).carrierVariance, kNotAvailableF);
+}
+
+// Number 31 is extended by a byte that revision 3 brought: before it, it is a number without a signal.
+TEST_F(MeasEpochTest, MeasExtraExtendsNumbersFromRevision3On) {
+    for (const int revision : {2, 3}) {
+        const std::string qzss = with(kType1, "svid=181 signal=31 freqNr=0");  // number 32
+        BlockBuilder b(kZeltMeasExtra, 36, revision, kTow);
+        b.u8(14, {1, 16}).u8(20, {7, 31}).u16(22, 10);
+        decode({measEpoch(kHead + qzss).done(), b.done()});
+        EXPECT_EQ(signal(32, 201).multipath, revision == 3 ? 10 : 0) << revision;
+    }
+}
+
 // The sub-blocks are the last bytes of the block, whatever stands before them. Revision 0 has no C/N0.
 TEST_F(MeasEpochTest, MeasFullRangeReplacesTheCode) {
     const struct {
         int revision, svid, signal, freqNr;
         double wavelength, cn0;
-    } cases[] = {{1, 12, 0, 0, kL1Wavelength, 43.21},
-                 {1, 45, 8, 14, 299792458.0 / (1602e6 + 6 * 562.5e3), 43.21},
+    } cases[] = {{1, 12, 0, 0, kL1Wavelength, 30.02},
+                 {1, 45, 8, 14, 299792458.0 / (1602e6 + 6 * 562.5e3), 30.02},
                  {0, 12, 0, 0, kL1Wavelength, 20}};
     for (const auto& c : cases) {
         BlockBuilder master = measEpoch(kHead + kType1);
         master.u8(21, c.signal).u8(22, c.svid).u8(38, c.freqNr << 3);
         BlockBuilder b(kZeltMeasFullRange, 44, c.revision, kTow);
-        b.u8(14, {1, 20}).u8(24, {7, c.signal, 0, c.freqNr}).f64(28, 2.5e7).f32(36, 8).u16(40, 4321);
+        b.u8(14, {1, 20}).u8(24, {7, c.signal, 0, c.freqNr}).f64(28, 2.5e7).f32(36, 8).u16(40, 3002);
         decode({master.done(), b.done()});
         const ZeltMeasSignal s = signal(c.signal, c.svid);
         EXPECT_EQ(s.pseudorange, 2.5e7);
         EXPECT_DOUBLE_EQ(s.carrierPhase, (2.5e7 + 8) / c.wavelength);
-        EXPECT_FLOAT_EQ(s.cn0, static_cast<float>(c.cn0));
+        EXPECT_EQ(s.cn0, static_cast<float>(c.cn0));  // rounded once: 30.02F is not 3002 * 0.01F
     }
 }
 

@@ -44,6 +44,19 @@ expect 1 "" 'The GPS output file "GZ____59.025" could not be opened for writing:
 rmdir GZ____59.025
 expect 0 "Created following CGGTTS files:GZ____59.025" "" -f "$log" -ls 18 -xREC
 
+# An input that cannot seek is never converted in part, nor waited for; a fault of reading is not the end of the log.
+fault() { printf 'Abnormal program termination (..\\fw\\fw\\gen\\utils\\zeltdata\\src\\zeltread.cpp,%s): %s' "$1" "$2"; }
+mkdir empty-handed
+mkfifo fifo
+cat "$log" | (cd empty-handed && "$program" -f /dev/stdin -ls 18 >../out 2>../err)
+[ $? -eq 1 ] && [ "$(cat err)" = "$(fault 421 'Illegal seek')" ] || fail "a pipe: $(cat err)"
+timeout 10 "$program" -f fifo -ls 18 >out 2>err
+[ $? -eq 1 ] && [ "$(cat err)" = "$(fault 421 'Illegal seek')" ] || fail "a FIFO without a writer: $(cat err)"
+if [ -r /proc/self/mem ]; then
+    expect 1 "" "$(fault 275 'Input/output error')" -f /proc/self/mem -ls 18
+fi
+rmdir empty-handed || fail "files of an input that cannot seek"
+
 mkdir example
 "$examples/convert" "$program" example >out || fail "examples/convert"
 diff -r "$examples/expected" example || fail "the example's files differ"

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <cerrno>
+
 #include "tests/support/logs.h"
 #include "utils/zeltdata/bitcursor.h"
 
@@ -48,9 +50,9 @@ TEST(Crc, IsXmodemByEveryWay) {
     for (size_t start = 0; start < 20; ++start) {
         unsigned bitwise = 0;
         for (size_t end = start; end < data.size(); ++end) {
-            for (const ZeltCrcWay& way : zeltCrcWays()) {
-                if (!way.isAvailable) continue;
-                ASSERT_EQ(way.crc(data.data() + start, end - start), bitwise) << start << ' ' << end;
+            for (const ZeltCrcMethod& method : zeltCrcMethods()) {
+                if (!method.isAvailable) continue;
+                ASSERT_EQ(method.crc(data.data() + start, end - start), bitwise) << start << ' ' << end;
             }
             ASSERT_EQ(zeltIndexedCrc(index, start, end - start), bitwise) << start << ' ' << end;
             bitwise ^= static_cast<unsigned>(data[end]) << 8;
@@ -79,6 +81,32 @@ TEST_F(ReaderTest, EveryTruncationKeepsTheWholeBlocks) {
         EXPECT_EQ(zeltGetFilePos(file), log.size() < 20 ? 0 : 20) << log.size();
         EXPECT_EQ(file.crcErrorCount, 0U) << log.size();
     }
+}
+
+// A log that is being written: what was cut off is whole a moment later.
+TEST_F(ReaderTest, TheEndIsLookedForAgain) {
+    ByteVector damaged = block(4001, 30);
+    damaged[20] ^= 1;
+    const ByteVector log = joined({block(4000, 20), damaged, block(4002, 40), block(4004, 24)});
+    for (size_t cut = 1; cut < 40; ++cut) {
+        const size_t first = 50 + cut;
+        open({log.begin(), log.begin() + static_cast<std::ptrdiff_t>(first)});
+        EXPECT_EQ(next(0), 4000);
+        EXPECT_EQ(next(kZeltPeek) + next(0), 0) << cut;
+        folder.write("log", log);
+        EXPECT_EQ(next(kZeltPeek), 4002) << cut;
+        EXPECT_EQ(next(0), 4002) << cut;
+        EXPECT_EQ(next(0), 4004) << cut;
+        EXPECT_EQ(next(0), 0) << cut;
+        EXPECT_EQ(file.crcErrorCount, 1U) << cut;  // however often it was met
+    }
+}
+
+TEST_F(ReaderTest, FaultsCanBeKept) {
+    zeltOpenFile((folder.path / "absent").string().c_str(), file, ZeltOnFault::kEndFile);
+    EXPECT_EQ(next(0), 0);
+    EXPECT_EQ(file.window.fault().place, ZeltFaultPlace::kOpen);
+    EXPECT_EQ(file.window.fault().systemError, ENOENT);
 }
 
 TEST_F(ReaderTest, LengthBelowSixteenIsNoBlock) {

@@ -98,6 +98,7 @@ std::string ScratchFolder::write(const std::string& name, const ByteVector& byte
 
 void EpochReader::read(const std::string& path, const Visit& visit) {
     zeltOpenFile(path.c_str(), file_);
+    file_.meas.wanted = wanted_;
     Bytes block;
     while (zeltGetNextBlock(file_, block, kZeltAnyBlock, kZeltAnyBlock, 0) == kZeltFound) take(block, visit);
     finish(visit);
@@ -105,7 +106,11 @@ void EpochReader::read(const std::string& path, const Visit& visit) {
 }
 
 void EpochReader::take(Bytes block, const Visit& visit) {
-    if (zeltHasTimeStamp(block) && zeltCollectMeasBlock(file_, block, epoch_, mode_)) visit(epoch_);
+    if (!zeltHasTimeStamp(block)) return;
+    for (bool ready = zeltCollectMeasBlock(file_, block, epoch_, mode_); ready;
+         ready = zeltNextCompleteEpoch(file_, epoch_, mode_)) {
+        visit(epoch_);
+    }
 }
 
 void EpochReader::finish(const Visit& visit) {
@@ -121,21 +126,17 @@ const ZeltMeasEpoch* EpochReader::decode(const std::vector<ByteVector>& blocks) 
 }
 
 void forEachSignal(const ZeltMeasEpoch& epoch,
-                   const std::function<void(const ZeltMeasSat&, size_t, size_t, const ZeltMeasSignal&)>& visit) {
-    for (size_t i = 0; i < static_cast<size_t>(epoch.satelliteCount); ++i) {
-        const ZeltMeasSat& satellite = epoch.satellites[i];
-        for (size_t antenna = 0; antenna < satellite.signals.size(); ++antenna) {
-            for (size_t slot = 0; slot < satellite.signals[antenna].size(); ++slot) {
-                const ZeltMeasSignal& signal = satellite.signals[antenna][slot];
-                if (signal.flags != 0) visit(satellite, antenna, slot, signal);
-            }
+                   const std::function<void(const ZeltMeasSat&, size_t, const ZeltMeasSignal&)>& visit) {
+    for (const ZeltMeasSat& satellite : epoch.used()) {
+        for (size_t antenna = 0; antenna < kZeltAntennas; ++antenna) {
+            for (const ZeltMeasSignal& signal : satellite.used(antenna)) visit(satellite, antenna, signal);
         }
     }
 }
 
 ZeltMeasSignal signalOf(const ZeltMeasEpoch& epoch, int svid, int signalType, size_t antenna) {
     ZeltMeasSignal found{};
-    forEachSignal(epoch, [&](const ZeltMeasSat& satellite, size_t a, size_t, const ZeltMeasSignal& signal) {
+    forEachSignal(epoch, [&](const ZeltMeasSat& satellite, size_t a, const ZeltMeasSignal& signal) {
         if (satellite.svid == svid && a == antenna && signal.signalType == signalType) found = signal;
     });
     return found;
@@ -143,7 +144,7 @@ ZeltMeasSignal signalOf(const ZeltMeasEpoch& epoch, int svid, int signalType, si
 
 std::vector<int> svidsOf(const ZeltMeasEpoch& epoch) {
     std::vector<int> svids;
-    for (size_t i = 0; i < static_cast<size_t>(epoch.satelliteCount); ++i) svids.push_back(epoch.satellites[i].svid);
+    for (const ZeltMeasSat& satellite : epoch.used()) svids.push_back(satellite.svid);
     return svids;
 }
 

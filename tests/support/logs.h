@@ -10,6 +10,7 @@
 #include "app/runoptions.h"
 #include "cggtts/runconfig.h"
 #include "tests/support/blocks.h"
+#include "utils/zeltdata/zeltmeas.h"
 #include "utils/zeltdata/zeltread.h"
 
 // The example log, the compact one of the same measurements, and where the station is (ITRF, m).
@@ -55,7 +56,10 @@ class EpochReader {
 public:
     using Visit = std::function<void(const ZeltMeasEpoch&)>;
 
-    explicit EpochReader(unsigned families = kZeltAllowMeas3 | kZeltAllowMeasEpoch) : mode_(families) {}
+    explicit EpochReader(unsigned families = kZeltAllowMeas3 | kZeltAllowMeasEpoch, const ZeltWanted& wanted = {})
+        : mode_(families), wanted_(wanted) {
+        file_.meas.wanted = wanted;
+    }
 
     // Hands every epoch of a log to `visit`.
     void read(const std::string& path, const Visit& visit);
@@ -67,13 +71,14 @@ public:
 
 private:
     unsigned mode_;
+    ZeltWanted wanted_;
     ZeltFile file_;
     ZeltMeasEpoch epoch_{};
 };
 
-// Hands every signal of an epoch to `visit`, with its satellite, antenna and slot.
+// Hands every signal of an epoch to `visit`, with its satellite and antenna.
 void forEachSignal(const ZeltMeasEpoch& epoch,
-                   const std::function<void(const ZeltMeasSat&, size_t, size_t, const ZeltMeasSignal&)>& visit);
+                   const std::function<void(const ZeltMeasSat&, size_t, const ZeltMeasSignal&)>& visit);
 
 // The signal of a satellite, one without flags when it is not in the epoch.
 ZeltMeasSignal signalOf(const ZeltMeasEpoch& epoch, int svid, int signalType, size_t antenna = 0);

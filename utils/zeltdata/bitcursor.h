@@ -37,8 +37,8 @@ struct ByteCursor {
     Bytes take(size_t count) {
         failed = failed || rest.size < count;
         if (failed) return {};
-        const Bytes taken = rest.sub(0, count);
-        rest = rest.sub(count, rest.size);
+        const Bytes taken{rest.data, count};
+        rest = {rest.data + count, rest.size - count};
         return taken;
     }
 };

@@ -4,6 +4,7 @@
 #include <bit>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 
 // A view of bytes that belong to somebody else. A load that does not lie wholly inside yields 0, so no offset can
 // leave the view; a decoder asks has() once per block or sub-block where a missing field must not pass for a 0.
@@ -38,13 +39,15 @@ struct Bytes {
     }
 
 private:
-    // Written out per byte, which compilers turn into one load.
+    // Byte by byte where the processor's order is another; compilers do not join the bytes into one load by themselves.
     template <class Value>
     Value load(size_t offset) const {
-        if (!has(offset, sizeof(Value))) return 0;
         Value value = 0;
-        for (size_t i = 0; i < sizeof(Value); ++i) {
-            value = static_cast<Value>(value | static_cast<Value>(Value{data[offset + i]} << (8 * i)));
+        if (!has(offset, sizeof(Value))) return value;
+        if constexpr (std::endian::native == std::endian::little) {
+            std::memcpy(&value, data + offset, sizeof value);
+        } else {
+            for (size_t i = sizeof value; i-- > 0;) value = static_cast<Value>(value << 8 | data[offset + i]);
         }
         return value;
     }

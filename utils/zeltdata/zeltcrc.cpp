@@ -201,7 +201,7 @@ template <auto FoldStrides>
 
 }  // namespace
 
-ZeltCrcWays zeltCrcWays() {
+ZeltCrcMethods zeltCrcMethods() {
     __builtin_cpu_init();
     const bool folding = __builtin_cpu_supports("pclmul") && __builtin_cpu_supports("ssse3");
     const bool wide = folding && __builtin_cpu_supports("vpclmulqdq") && __builtin_cpu_supports("avx2");
@@ -210,16 +210,16 @@ ZeltCrcWays zeltCrcWays() {
 
 #else
 
-ZeltCrcWays zeltCrcWays() { return {{{false, nullptr}, {false, nullptr}, {true, crcByTable}}}; }
+ZeltCrcMethods zeltCrcMethods() { return {{{false, nullptr}, {false, nullptr}, {true, crcByTable}}}; }
 
 #endif
 
 uint16_t zeltCrc(const uint8_t* data, size_t size) {
     static const auto fastest = [] {
-        size_t way = 0;
-        const ZeltCrcWays ways = zeltCrcWays();
-        while (!ways[way].isAvailable) ++way;
-        return ways[way].crc;
+        const ZeltCrcMethods methods = zeltCrcMethods();
+        size_t i = 0;
+        while (!methods[i].isAvailable) ++i;
+        return methods[i].crc;
     }();
     return fastest(data, size);
 }
@@ -239,7 +239,8 @@ void zeltBuildCrcIndex(Bytes bytes, ZeltCrcIndex& index) {
     }
 }
 
-// The CRC of a whole is that of its front, moved up by the length of the rest, plus that of the rest.
+// As polynomials, crc(a || b) = crc(a) x^(8 size b) + crc(b): what is wanted is crc(b), b the stretch and a what lies
+// before it.
 uint16_t zeltIndexedCrc(const ZeltCrcIndex& index, size_t offset, size_t size) {
     const uint16_t front =
         multiply(multiply(crcBefore(index, offset), kPowers.low[size % 256]), kPowers.high[size / 256]);

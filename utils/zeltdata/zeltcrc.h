@@ -8,17 +8,20 @@
 
 #include "utils/zeltdata/zeltblock.h"
 
-// The CRC of `size` bytes, by the fastest way that the processor has.
+// The CRC of `size` bytes, by the fastest method that the processor has.
 uint16_t zeltCrc(const uint8_t* data, size_t size);
 
-// The ways, fastest first: by carry-less multiplication, two lanes of 16 bytes to a register or one, where the
-// processor has it; and by tables, 16 bytes a step, everywhere.
-struct ZeltCrcWay {
-    bool isAvailable;
+// The methods, fastest first; all give the same CRC. Two fold the data by carry-less multiplication, with two lanes of
+// 16 bytes to a register or one (V. Gopal et al., "Fast CRC Computation for Generic Polynomials Using PCLMULQDQ
+// Instruction", 2009), where the processor has it. The third looks up 16 bytes a step in tables, everywhere (M. E.
+// Kounavis and F. L. Berry, "Novel Table Lookup-Based Algorithms for High-Performance CRC Generation", IEEE Trans.
+// Computers 57, 2008, 1550-1560).
+struct ZeltCrcMethod {
+    bool isAvailable;  // on this processor
     uint16_t (*crc)(const uint8_t* data, size_t size);
 };
-using ZeltCrcWays = std::array<ZeltCrcWay, 3>;
-ZeltCrcWays zeltCrcWays();
+using ZeltCrcMethods = std::array<ZeltCrcMethod, 3>;
+ZeltCrcMethods zeltCrcMethods();
 
 // True when the CRC field of a block (of at least its header) is that of its bytes from the ID field on.
 bool zeltCrcIsValid(Bytes block);

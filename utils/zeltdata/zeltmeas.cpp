@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "utils/geometry/navtools.h"
+#include "utils/zeltdata/meas3.h"
 #include "utils/zeltdata/measepoch.h"
 #include "utils/zeltdata/zeltread.h"
 
@@ -13,9 +15,9 @@ struct MeasKindRow {
     uint16_t number;
     ZeltMeasKind kind;
     size_t antennaOffset;  // of the byte whose bits 0-2 are the antenna
-    bool hasCodes;         // the block says or changes pseudoranges
+    bool hasCodes;         // the block holds pseudoranges, or replaces them
 };
-constexpr MeasKindRow kRows[] = {
+constexpr MeasKindRow kMeasKindRows[] = {
     {kZeltMeas3Ranges, kMeas3RangesKind, 18, true},
     {kZeltMeas3Doppler, kMeas3DopplerKind, 14, false},
     {kZeltMeas3Cn0HiRes, kMeas3Cn0HiResKind, 14, false},
@@ -27,30 +29,31 @@ constexpr MeasKindRow kRows[] = {
     {kZeltMeasFullRange, kMeasFullRangeKind, kNoAntennaField, true},
 };
 
-// By block number: 1 and more is the row's index and 1, as every block of a log asks for it.
-constexpr auto kRowsByNumber = [] {
-    std::array<uint8_t, kZeltBlockNumbers> rows{};
-    for (const MeasKindRow& row : kRows) rows[row.number] = static_cast<uint8_t>(&row - kRows + 1);
-    return rows;
-}();
-
 const MeasKindRow* findRow(Bytes block) {
-    const uint8_t row = kRowsByNumber[zeltNumber(block)];
-    return row == 0 ? nullptr : &kRows[row - 1];
+    const uint16_t number = zeltNumber(block);
+    for (const MeasKindRow& row : kMeasKindRows) {
+        if (row.number == number) return &row;
+    }
+    return nullptr;
 }
 
 int antennaOf(const MeasKindRow& row, Bytes block) {
     return row.antennaOffset == kNoAntennaField ? 0 : block.u8(row.antennaOffset) & 0x07;
 }
 
-void storeBlock(const MeasKindRow& row, Bytes block, bool noteOnly, ZeltMeasState& meas) {
+bool isWanted(const ZeltWanted& wanted, const MeasKindRow& row, Bytes block) {
+    if (wanted.codesOnly && !row.hasCodes) return false;
+    return zeltTow(block) / 1000 % wanted.everySeconds == 0 || zeltWnc(block) >= wanted.beforeWeek;
+}
+
+void storeBlock(const MeasKindRow& row, Bytes block, ZeltMeasState& meas) {
     meas.pending |= 1U << row.kind;
     const int antenna = antennaOf(row, block);
     if (antenna >= kZeltAntennas) return;
     ZeltBlockCopy& copy = meas.blocks[row.kind][static_cast<size_t>(antenna)];
-    copy.isNoted = true;
+    copy.isCollected = true;
     copy.size = 0;
-    if (noteOnly) return;
+    if (!isWanted(meas.wanted, row, block)) return;
     if (copy.storage.size() < block.size) copy.storage.resize(block.size);
     std::copy_n(block.data, block.size, copy.storage.data());
     copy.size = block.size;
@@ -60,7 +63,7 @@ void forgetBlocks(ZeltMeasState& meas) {
     for (auto& antennas : meas.blocks) {
         for (ZeltBlockCopy& copy : antennas) {
             copy.size = 0;
-            copy.isNoted = false;
+            copy.isCollected = false;
         }
     }
     meas.previousPending = meas.pending;
@@ -78,25 +81,29 @@ bool decodeMeas3(ZeltMeasState& meas, ZeltMeasEpoch& epoch) {
     return zeltDecodeMeas3(antennas, meas.references, epoch);
 }
 
+void decodeMeasEpoch(ZeltMeasState& meas, ZeltMeasEpoch& epoch) {
+    zeltDecodeMeasEpoch(meas.blocks[kMeasEpochKind][0].bytes(), epoch);
+    zeltApplyMeasExtra(meas.blocks[kMeasExtraKind][0].bytes(), epoch);
+    zeltApplyMeasFullRange(meas.blocks[kMeasFullRangeKind][0].bytes(), epoch);
+}
+
 bool decodeStored(ZeltMeasState& meas, ZeltMeasEpoch& epoch, unsigned mode) {
     if (meas.collectionTow == meas.decodedTow) return false;
     const ZeltBlockCopy& ranges = meas.blocks[kMeas3RangesKind][0];
     const ZeltBlockCopy& measEpoch = meas.blocks[kMeasEpochKind][0];
-    const bool isMeas3 = (mode & kZeltAllowMeas3) != 0 && ranges.isNoted;
-    if (!isMeas3 && ((mode & kZeltAllowMeasEpoch) == 0 || !measEpoch.isNoted)) return false;
+    const bool isMeas3 = (mode & kZeltAllowMeas3) != 0 && ranges.isCollected;
+    if (!isMeas3 && ((mode & kZeltAllowMeasEpoch) == 0 || !measEpoch.isCollected)) return false;
     meas.decodedTow = meas.collectionTow;
-    if ((isMeas3 ? ranges : measEpoch).size == 0) return false;
+    if ((isMeas3 ? ranges : measEpoch).size == 0) return false;  // not wanted
     if (isMeas3) return decodeMeas3(meas, epoch);
-    zeltDecodeMeasEpoch(measEpoch.bytes(), epoch);
-    zeltApplyMeasExtra(meas.blocks[kMeasExtraKind][0].bytes(), epoch);
-    zeltApplyMeasFullRange(meas.blocks[kMeasFullRangeKind][0].bytes(), epoch);
+    decodeMeasEpoch(meas, epoch);
     return true;
 }
 
 // True when the block that follows belongs to the epoch being collected.
 bool epochGoesOn(ZeltFile& file) {
     const ZeltMeasState& meas = file.meas;
-    if (file.stream == nullptr) return meas.pending != meas.previousPending;
+    if (!file.window.isOpen()) return meas.pending != meas.previousPending;
     Bytes next;
     return zeltGetNextBlock(file, next, kZeltAnyBlock, kZeltAnyBlock, kZeltPeek) == kZeltFound &&
            zeltTow(next) == meas.collectionTow && zeltIsMeasBlock(next);
@@ -118,6 +125,10 @@ bool zeltDecodePendingEpoch(ZeltFile& file, ZeltMeasEpoch& epoch, unsigned mode)
     return decoded;
 }
 
+bool zeltNextCompleteEpoch(ZeltFile& file, ZeltMeasEpoch& epoch, unsigned mode) {
+    return file.meas.isComplete && zeltDecodePendingEpoch(file, epoch, mode);
+}
+
 bool zeltCollectMeasBlock(ZeltFile& file, Bytes block, ZeltMeasEpoch& epoch, unsigned mode) {
     ZeltMeasState& meas = file.meas;
     const MeasKindRow* row = findRow(block);
@@ -128,9 +139,8 @@ bool zeltCollectMeasBlock(ZeltFile& file, Bytes block, ZeltMeasEpoch& epoch, uns
     }
     meas.collectionTow = tow;
     if (row == nullptr) return decoded;
-    const bool noteOnly = (mode & kZeltNoteOnly) != 0 || ((mode & kZeltCodesOnly) != 0 && !row->hasCodes);
-    storeBlock(*row, block, noteOnly, meas);
+    storeBlock(*row, block, meas);
     meas.isComplete = !epochGoesOn(file);
     if (decoded || !meas.isComplete) return decoded;
-    return zeltDecodePendingEpoch(file, epoch, mode);
+    return zeltNextCompleteEpoch(file, epoch, mode);
 }

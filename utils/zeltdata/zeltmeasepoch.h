@@ -2,8 +2,10 @@
 #pragma once
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <limits>
+#include <span>
 
 constexpr int kZeltMaxSatellites = 80;
 constexpr int kZeltAntennas = 2;
@@ -35,21 +37,92 @@ struct ZeltMeasSignal {
     uint8_t cn0Even;           // dB-Hz, rounded down to an even number; 0 when missing
 };
 
-struct ZeltMeasSat {
-    uint8_t channel;         // RxChannel - 1, or the record's index when the block gives no channel
-    uint8_t svid;            // internal number
-    uint8_t glonassChannel;  // frequency number + 8 (1 to 14); 0 for other constellations
-    std::array<std::array<ZeltMeasSignal, kZeltSlots>, kZeltAntennas> signals;
+using ZeltMeasSlots = std::array<ZeltMeasSignal, kZeltSlots>;
+
+// The slots of one antenna that hold a signal, in the order of the slots.
+class ZeltUsedSignals {
+public:
+    class Iterator {
+    public:
+        Iterator(const ZeltMeasSignal* at, const ZeltMeasSignal* end) : at_(at), end_(end) { skipEmpty(); }
+        const ZeltMeasSignal& operator*() const { return *at_; }
+        Iterator& operator++() {
+            ++at_;
+            skipEmpty();
+            return *this;
+        }
+        bool operator==(const Iterator& other) const { return at_ == other.at_; }
+
+    private:
+        void skipEmpty() {
+            while (at_ != end_ && at_->flags == 0) ++at_;
+        }
+        const ZeltMeasSignal* at_;
+        const ZeltMeasSignal* end_;
+    };
+
+    explicit ZeltUsedSignals(const ZeltMeasSlots& slots) : slots_(slots) {}
+    Iterator begin() const { return {slots_.data(), slots_.data() + slots_.size()}; }
+    Iterator end() const { return {slots_.data() + slots_.size(), slots_.data() + slots_.size()}; }
+
+private:
+    const ZeltMeasSlots& slots_;
 };
 
-struct ZeltMeasEpoch {
-    uint32_t tow;                 // ms of the GPS week
-    uint32_t wnc;                 // GPS week
-    int32_t timeStatus;           // 0: no time, 1: TOW only, 2: week known
-    int32_t wncValid;             // 1 when the week is known
-    int32_t clockJumps;           // ms, cumulative; kZeltNoClockJumps: unknown
-    float dopplerVarianceFactor;  // Doppler variance over carrier variance
-    uint32_t commonFlags;         // CommonFlags bits 0, 1, 3, 5 as 0x01, 0x02, 0x08, 0x80
-    int32_t satelliteCount;       // records in use; the others hold nothing of this epoch
-    std::array<ZeltMeasSat, kZeltMaxSatellites> satellites;
+class ZeltMeasSat {
+public:
+    uint8_t channel = 0;         // RxChannel - 1, or the record's index when the block gives no channel
+    uint8_t svid = 0;            // internal number
+    uint8_t glonassChannel = 0;  // frequency number + 8 (1 to 14); 0 for other constellations
+
+    // The signals of an antenna (0 or 1).
+    ZeltUsedSignals used(size_t antenna) const { return ZeltUsedSignals(slots_[antenna]); }
+
+    // The slots of an antenna, empty ones included: for decoders, which fill them.
+    ZeltMeasSlots& slots(size_t antenna) { return slots_[antenna]; }
+
+    // Begins the record of a satellite: no signal, no GLONASS channel.
+    void start(uint8_t number, uint8_t receiverChannel) {
+        svid = number;
+        channel = receiverChannel;
+        glonassChannel = 0;
+        for (ZeltMeasSlots& antenna : slots_) {
+            for (ZeltMeasSignal& signal : antenna) signal.flags = 0;  // which empties the slot
+        }
+    }
+
+private:
+    std::array<ZeltMeasSlots, kZeltAntennas> slots_{};
+};
+
+class ZeltMeasEpoch {
+public:
+    uint32_t tow = 0;                 // ms of the GPS week
+    uint32_t wnc = 0;                 // GPS week
+    int32_t timeStatus = 0;           // 0: no time, 1: TOW only, 2: week known
+    int32_t wncValid = 0;             // 1 when the week is known
+    int32_t clockJumps = 0;           // ms, cumulative; kZeltNoClockJumps: unknown
+    float dopplerVarianceFactor = 0;  // Doppler variance over carrier variance
+    uint32_t commonFlags = 0;         // CommonFlags bits 0, 1, 3, 5 as 0x01, 0x02, 0x08, 0x80
+
+    // The satellites of this epoch, each with a signal at least.
+    std::span<const ZeltMeasSat> used() const { return {satellites_.data(), count_}; }
+    std::span<ZeltMeasSat> used() { return {satellites_.data(), count_}; }
+
+    // For decoders: a record behind those used, to be filled and, with keep(), to become one of them. Kept in a full
+    // epoch it takes the place of the last.
+    ZeltMeasSat& next() { return satellites_[count_]; }
+    void keep() {
+        if (isFull()) {
+            satellites_[count_ - 1] = satellites_[count_];
+        } else {
+            ++count_;
+        }
+    }
+    bool isFull() const { return count_ == kZeltMaxSatellites; }
+    void clear() { count_ = 0; }
+
+private:
+    size_t count_ = 0;
+    std::array<ZeltMeasSat, kZeltMaxSatellites + 1> satellites_{};
 };

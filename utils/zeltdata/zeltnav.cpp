@@ -24,6 +24,13 @@ constexpr NavRow kNavRows[] = {
     {kZeltBdsNav, WeekFix::kBeiDou, kZeltGpsKepler.wnToe + 2, {kZeltGpsKepler.wnToe, kZeltGpsKepler.wnToc}},
 };
 
+const NavRow* findNavRow(uint16_t number) {
+    for (const NavRow& row : kNavRows) {
+        if (row.number == number) return &row;
+    }
+    return nullptr;
+}
+
 uint16_t fullWeek(WeekFix fix, uint16_t currentWeek, uint16_t week) {
     return fix == WeekFix::kResolve ? resolveWeek(currentWeek, week) : static_cast<uint16_t>(week + kBeiDouWeekZero);
 }
@@ -45,13 +52,11 @@ uint16_t resolveWeek(uint16_t currentWeek, uint16_t partialWeek) {
 
 bool zeltFixNavBlock(Bytes block, ZeltNavBlock& fixed) {
     fixed.size = 0;
-    const uint16_t number = zeltNumber(block);
-    for (const NavRow& row : kNavRows) {
-        if (row.number != number || !block.has(0, row.size)) continue;
-        std::copy_n(block.data, row.size, fixed.storage.data());
-        fixed.size = row.size;
-        fixed.storage[kZeltSvidOffset] = Qon::Nav::NormalizeSVID(block.u8(kZeltSvidOffset));
-        if (row.fix != WeekFix::kNone) fixWeeks(row, block, fixed);
-    }
-    return fixed.size != 0;
+    const NavRow* row = findNavRow(zeltNumber(block));
+    if (row == nullptr || !block.has(0, row->size)) return false;
+    std::copy_n(block.data, row->size, fixed.storage.data());
+    fixed.size = row->size;
+    fixed.storage[kZeltSvidOffset] = Qon::Nav::NormalizeSVID(block.u8(kZeltSvidOffset));
+    if (row->fix != WeekFix::kNone) fixWeeks(*row, block, fixed);
+    return true;
 }

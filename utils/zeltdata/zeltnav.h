@@ -103,7 +103,7 @@ namespace ZeltGalNav {
 constexpr size_t kSource = 15;        // u8, kSourceFnav or another message
 constexpr size_t kIodNav = 128;       // u16
 constexpr size_t kHealthOsSol = 130;  // u16; bits 8-11: E5a status present, health (2 bits), data valid
-constexpr size_t kBgdE1E5a = 136;     // f32, s; Qon::Nav::kNotAvailable when missing, as the next two
+constexpr size_t kBgdE1E5a = 136;     // f32, s; Qon::Nav::kNotAvailable when missing, as the two below
 constexpr size_t kBgdE1E5b = 140;     // f32, s
 constexpr size_t kBgdE1E6a = 144;     // f32, s
 constexpr uint8_t kSourceFnav = 16;
@@ -131,7 +131,7 @@ constexpr size_t kHealthFlag = 90;  // u8, 0: usable
 
 constexpr size_t kZeltNavMaxSize = ZeltGalNav::kBgdE1E6a + 4;  // of what is read of a navigation block
 
-// A navigation block as far as it is read, with its satellite number and weeks completed.
+// A navigation block up to the last field that is read of it, with its satellite number and weeks completed.
 struct ZeltNavBlock {
     std::array<uint8_t, kZeltNavMaxSize> storage{};
     size_t size = 0;
@@ -140,7 +140,8 @@ struct ZeltNavBlock {
 };
 
 // The full week nearest to `currentWeek` that a week modulo 1024 stands for. A week that lies more than 512 weeks
-// ahead of the current one is left as it is (deliberate).
+// ahead of the current one is left as it is (deliberate: only a wrong time stamp gives such a pair, and an ephemeris of
+// a far week is then not usable, instead of one made to fit).
 uint16_t resolveWeek(uint16_t currentWeek, uint16_t partialWeek);
 
 // Copies a navigation block, its SVID made the internal number and its weeks full GPS weeks: GPS and GLONASS weeks

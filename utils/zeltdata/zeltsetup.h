@@ -20,7 +20,8 @@ struct ZeltReceiverSetup {
 // fatal). A block shorter than its fields counts as filled up with zeros.
 bool zeltReadReceiverSetup(const char* path, ZeltReceiverSetup& setup);
 
-// Leap seconds (GPS - UTC): of the first MeasEpoch or Meas3Ranges from 1981-07-01 to 2019-12-31, by a table, or of the
-// first UTC block whose time stamp is do-not-use (one with a valid time stamp is passed over, deliberately), whichever
-// comes first; Qon::Nav::kNoLeapSeconds when the file has neither. Opens and closes the file (a failure is fatal).
+// Leap seconds (GPS - UTC), Qon::Nav::kNoLeapSeconds when the file does not tell. The first block that tells decides: a
+// MeasEpoch or Meas3Ranges from 1981-07-01 to 2019-12-31, by a table, or a UTC block whose time stamp is do-not-use.
+// One with a valid time stamp is passed over (deliberate: a log of 2020 or later then asks for -ls, which users'
+// scripts give). Opens and closes the file (a failure is fatal).
 int32_t zeltLeapSecondsFromFile(const char* path);

@@ -6,7 +6,7 @@
 #include "utils/zeltdata/zeltmeasepoch.h"
 
 // Wavelength in m of a signal number; k is the GLONASS frequency number, of any value. A signal number without a
-// carrier, and L-band, count as L1 (deliberate).
+// carrier, and L-band, count as L1: the receiver refers their carrier phases to it.
 double zeltSignalWavelength(int signal, int k);
 
 // The slot (0 to 6) in which a signal is stored, -1 when it has none.
@@ -20,12 +20,6 @@ inline bool zeltIsMissing(double value) { return !(value > Qon::Nav::kAvailableA
 
 // A C/N0 as ZeltMeasSignal::cn0Even wants it.
 uint8_t zeltEvenCn0(float cn0);
-
-// Begins a satellite record: no signal, no GLONASS channel.
-void zeltStartSatellite(uint8_t svid, uint8_t channel, ZeltMeasSat& satellite);
-
-// The slot of a signal among an antenna's, `spare` when it has none.
-ZeltMeasSignal& zeltSlotOf(int signal, std::array<ZeltMeasSignal, kZeltSlots>& slots, ZeltMeasSignal& spare);
 
 // Begins a signal with every value missing and no flags: its slot is empty until kZeltSlotUsed is set.
 void zeltStartSignal(int signal, ZeltMeasSignal& started);
