@@ -30,7 +30,7 @@ struct GroupDelaysOf {
     double f1;
     double f2;
 
-    GroupDelays operator()(const std::monostate& /*empty*/) const { return {}; }
+    GroupDelays operator()(const EphemerisHead& /*none*/) const { return {}; }
     GroupDelays operator()(const GloEphemeris& /*ephemeris*/) const { return {}; }
     GroupDelays operator()(const GpsEphemeris& ephemeris) const { return scaledDelays(ephemeris.tgd, f1, f2); }
     GroupDelays operator()(const GalEphemeris& ephemeris) const { return scaledDelays(ephemeris.bgdE1E5a, f1, f2); }
@@ -48,11 +48,6 @@ struct CorrectedSamples {
     std::array<double, kSlotsPerTrack> iono;  // on signal 1
     std::array<double, kSlotsPerTrack> offsets;
 };
-
-int frequencyChannel(const Ephemeris& ephemeris) {
-    const auto* glonass = std::get_if<GloEphemeris>(&ephemeris);
-    return glonass == nullptr ? 0 : glonass->channel - kGlonassChannelOffset;
-}
 
 void correctSample(const TrackRecord& record, size_t i, const LocalFrame& station, GlonassArc& arc,
                    CorrectedSamples& corrected) {
@@ -132,8 +127,8 @@ bool finishTrack(const TrackRecord& record, uint32_t t, const RunConfig& config,
     if (!(direction.elevation * kDegreesPerRadian >= config.elevationMask)) return false;
     line.elevation = direction.elevation;
     line.azimuth = direction.azimuth;
-    line.ioe = IssueOfEphemeris(record.ephemeris);
-    line.frequencyChannel = frequencyChannel(record.ephemeris);
+    line.ioe = HeadOf(record.ephemeris).issue;
+    line.frequencyChannel = HeadOf(record.ephemeris).frequencyNumber;
 
     const auto n = static_cast<size_t>(record.sampleCount);
     CorrectedSamples corrected;

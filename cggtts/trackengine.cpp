@@ -56,7 +56,7 @@ void CggttsProcessor::startTracks(uint32_t t) {
     for (size_t c = 0; c < kConstellations.size(); ++c) {
         for (int svid = kConstellations[c].firstSvid; svid <= kConstellations[c].lastSvid; ++svid, ++record) {
             const Ephemeris& ephemeris = store_.slots[static_cast<size_t>(svid)];
-            if (std::holds_alternative<std::monostate>(ephemeris)) continue;
+            if (IsEmpty(ephemeris)) continue;
             record->ephemeris = ephemeris;
             startTrack(*record, config_, c);
         }

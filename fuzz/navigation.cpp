@@ -33,14 +33,6 @@ constexpr size_t kDelay = 24;      // f64, ns
 // Makes a value be computed of which nothing is asked.
 void use(double value) { asm volatile("" ::"m"(value)); }
 
-struct ReferenceTimeOf {
-    double operator()(const std::monostate& /*empty*/) const { return 0; }
-    template <class Record>
-    double operator()(const Record& ephemeris) const {
-        return ReferenceTime(ephemeris);
-    }
-};
-
 void useEphemeris(const Ephemeris& ephemeris, double t) {
     const Vector3 receiver{3582105, 532589, 5232754};
     Vector3 position;
@@ -53,7 +45,7 @@ void useEphemeris(const Ephemeris& ephemeris, double t) {
         if (const auto* glo = std::get_if<GloEphemeris>(&ephemeris)) use(OM_GetSatClockGLO(*glo, signal, t).drift);
         if (const auto* bds = std::get_if<BdsEphemeris>(&ephemeris)) use(OM_GetSatClockBDS(*bds, signal, t).drift);
     }
-    const int issue = IssueOfEphemeris(ephemeris);
+    const int issue = HeadOf(ephemeris).issue;
     require(issue >= 0 && issue <= 999, "an issue of ephemeris of three digits");
 }
 
@@ -97,11 +89,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     StoreNavBlock(store, fixed.bytes());
     const uint8_t svid = fixed.bytes().u8(kZeltSvidOffset);
     for (size_t i = 0; i < store.slots.size(); ++i) {
-        require(i == svid || std::holds_alternative<std::monostate>(store.slots[i]), "no slot but the satellite's");
+        require(i == svid || IsEmpty(store.slots[i]), "no slot but the satellite's");
     }
     const Ephemeris& ephemeris = store.slots[svid];
     // Reference times fit 32 bits: they are computed in as many.
-    const auto reference = static_cast<uint32_t>(std::visit(ReferenceTimeOf{}, ephemeris));
+    const auto reference = static_cast<uint32_t>(HeadOf(ephemeris).referenceTime);
     const uint32_t end = reference + static_cast<uint32_t>(settings.i16(kTimeOffset));
     use(IsEphemerisUsable(ephemeris, end) ? 1 : 0);
     useEphemeris(ephemeris, end);

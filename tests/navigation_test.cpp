@@ -51,7 +51,7 @@ struct StoreTest : testing::Test {
         zeltFixNavBlock(viewOf(builder.done()), fixed);
         StoreNavBlock(store, fixed.bytes());
     }
-    int issueOf(size_t svid) const { return IssueOfEphemeris(store.slots[svid]); }
+    int issueOf(size_t svid) const { return HeadOf(store.slots[svid]).issue; }
 };
 
 TEST_F(StoreTest, NewestWinsWithinItsConstellation) {
@@ -68,7 +68,7 @@ TEST_F(StoreTest, NewestWinsWithinItsConstellation) {
         {kZeltBdsNav, 0, 0, false},  {kZeltBdsNav, 255, 0, false}};
     for (const auto& [number, svid, slot, stored] : cases) {
         add(navBlock(number, svid));
-        EXPECT_EQ(!std::holds_alternative<std::monostate>(store.slots[slot]), stored) << number << ' ' << svid;
+        EXPECT_EQ(!IsEmpty(store.slots[slot]), stored) << number << ' ' << svid;
     }
 }
 

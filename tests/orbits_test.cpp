@@ -29,11 +29,7 @@ Vector3 positionAt(const Ephemeris& ephemeris, double t) {
     return position;
 }
 
-double timeOf(const std::monostate& /*empty*/) { return 0; }
-double timeOf(const auto& ephemeris) { return ReferenceTime(ephemeris); }
-double referenceTime(const Ephemeris& any) {
-    return std::visit([](const auto& ephemeris) { return timeOf(ephemeris); }, any);
-}
+double referenceTime(const Ephemeris& ephemeris) { return HeadOf(ephemeris).referenceTime; }
 
 // Every healthy ephemeris of the example log, in order, per satellite.
 std::map<int, std::vector<Ephemeris>> exampleEphemerides() {
@@ -117,7 +113,7 @@ TEST(Orbits, GlonassIntegrationEnds) {
     const Ephemeris any = exampleEphemerides().lower_bound(38)->second.at(0);
     const auto& ephemeris = std::get<GloEphemeris>(any);
     GlonassArc arc;
-    const auto at = [&](double dt) { return OM_GetSatPosGLO(ephemeris, ReferenceTime(ephemeris) + dt, arc); };
+    const auto at = [&](double dt) { return OM_GetSatPosGLO(ephemeris, ephemeris.referenceTime + dt, arc); };
     EXPECT_EQ(at(0)->x, ephemeris.position.x * 1000);
     EXPECT_EQ(at(0)->z, ephemeris.position.z * 1000);
     for (const double side : {-1.0, 1.0}) {
@@ -150,7 +146,7 @@ TEST(Orbits, GlonassArcChangesNothing) {
 
 TEST(Clocks, PolynomialAndGroupDelays) {
     GpsEphemeris gps;
-    gps.clock = {kTestWeek, 1000, 1e-4, 1e-11F, 1e-15F};
+    gps.clock = {GpsTime(kTestWeek, 1000), 1e-4, 1e-11F, 1e-15F};
     gps.tgd = 5e-9F;
     const double t = GpsTime(kTestWeek, 1000) + 100;
     EXPECT_NEAR(OM_GetSatClockGPS(gps, 0, t).offset, kC * (1e-4 + 1e-9 + 1e-11), 1e-8);

@@ -10,6 +10,7 @@
 #include "tests/logbuilder.h"
 #include "utils/geometry/navtools.h"
 #include "utils/geometry/sigtypes.h"
+#include "utils/nav/navdatadecoder/satnavdecoder/makeephemeris.h"
 
 using namespace Qon::Nav;
 

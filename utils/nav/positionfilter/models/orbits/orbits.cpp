@@ -85,7 +85,7 @@ struct PositionAt {
     const Vector3& fallback;
     GlonassArc& arc;
 
-    Vector3 operator()(const std::monostate& /*empty*/) const { return {}; }
+    Vector3 operator()(const EphemerisHead& /*none*/) const { return {}; }
     Vector3 operator()(const GpsEphemeris& ephemeris) const { return OM_GetSatPosGPS(ephemeris, t); }
     Vector3 operator()(const GalEphemeris& ephemeris) const { return OM_GetSatPosGAL(ephemeris, t); }
     Vector3 operator()(const GloEphemeris& ephemeris) const {
@@ -97,7 +97,7 @@ struct PositionAt {
 struct ClockAt {
     double t;
 
-    SatClock operator()(const std::monostate& /*empty*/) const { return {}; }
+    SatClock operator()(const EphemerisHead& /*none*/) const { return {}; }
     SatClock operator()(const GpsEphemeris& ephemeris) const { return OM_GetSatClockGPS(ephemeris, kGpsL1Ca, t); }
     SatClock operator()(const GalEphemeris& ephemeris) const { return OM_GetSatClockGAL(ephemeris, kGalE1, t); }
     SatClock operator()(const GloEphemeris& ephemeris) const { return OM_GetSatClockGLO(ephemeris, kGloL1Ca, t); }
@@ -107,66 +107,66 @@ struct ClockAt {
 struct RelativityAt {
     double t;
 
-    double operator()(const std::monostate& /*empty*/) const { return 0; }
+    double operator()(const EphemerisHead& /*none*/) const { return 0; }
     double operator()(const GloEphemeris& /*ephemeris*/) const { return 0; }
     template <class Record>
     double operator()(const Record& ephemeris) const {
-        return KeplerRelativity(ephemeris.orbit, keplerModel(ephemeris), t - ReferenceTime(ephemeris));
+        return KeplerRelativity(ephemeris.orbit, keplerModel(ephemeris), t - ephemeris.referenceTime);
     }
 };
 
 }  // namespace
 
 Vector3 OM_GetSatPosGPS(const GpsEphemeris& ephemeris, double t) {
-    return KeplerPosition(ephemeris.orbit, kGpsModel, t - ReferenceTime(ephemeris));
+    return KeplerPosition(ephemeris.orbit, kGpsModel, t - ephemeris.referenceTime);
 }
 
 Vector3 OM_GetSatPosGAL(const GalEphemeris& ephemeris, double t) {
-    return KeplerPosition(ephemeris.orbit, kGalileoModel, t - ReferenceTime(ephemeris));
+    return KeplerPosition(ephemeris.orbit, kGalileoModel, t - ephemeris.referenceTime);
 }
 
 Vector3 OM_GetSatPosBDS(const BdsEphemeris& ephemeris, double t) {
     constexpr uint8_t kFirstGeo = 161;
     constexpr uint8_t kLastGeo = 165;
-    const double tk = t - ReferenceTime(ephemeris);
+    const double tk = t - ephemeris.referenceTime;
     const bool isGeo = ephemeris.svid >= kFirstGeo && ephemeris.svid <= kLastGeo;
     return isGeo ? GeoPosition(ephemeris.orbit, kBeiDouModel, tk) : KeplerPosition(ephemeris.orbit, kBeiDouModel, tk);
 }
 
 std::optional<Vector3> OM_GetSatPosGLO(const GloEphemeris& ephemeris, double t, GlonassArc& arc) {
-    return IntegrateGlonass(ephemeris, t - ReferenceTime(ephemeris), arc);
+    return IntegrateGlonass(ephemeris, t - ephemeris.referenceTime, arc);
 }
 
 SatClock OM_GetSatClockGPS(const GpsEphemeris& ephemeris, int signal, double t) {
     const ClockPolynomial& clock = ephemeris.clock;
-    SatClock result = polynomialClock(clock, t - GpsTime(clock.wnToc, clock.toc));
+    SatClock result = polynomialClock(clock, t - clock.referenceTime);
     result.groupDelay = gpsGroupDelay(ephemeris, signal);
     return result;
 }
 
 SatClock OM_GetSatClockGAL(const GalEphemeris& ephemeris, int signal, double t) {
     const ClockPolynomial& clock = ephemeris.clock;
-    SatClock result = polynomialClock(clock, t - GpsTime(clock.wnToc, clock.toc));
+    SatClock result = polynomialClock(clock, t - clock.referenceTime);
     result.groupDelay = galileoGroupDelay(ephemeris, signal);
     return result;
 }
 
 SatClock OM_GetSatClockBDS(const BdsEphemeris& ephemeris, int signal, double t) {
     const ClockPolynomial& clock = ephemeris.clock;
-    SatClock result = polynomialClock(clock, t - GpsTime(clock.wnToc, clock.toc + kBeiDouTimeOffset));
+    SatClock result = polynomialClock(clock, t - clock.referenceTime);
     result.groupDelay = beiDouGroupDelay(ephemeris, signal);
     return result;
 }
 
 SatClock OM_GetSatClockGLO(const GloEphemeris& ephemeris, int signal, double t) {
-    const double dt = t - ReferenceTime(ephemeris);
+    const double dt = t - ephemeris.referenceTime;
     return {kSpeedOfLight * (ephemeris.gamma * dt - ephemeris.tau), kSpeedOfLight * ephemeris.gamma,
             glonassGroupDelay(ephemeris, signal)};
 }
 
 void GetSatPosition(const Ephemeris& ephemeris, double t, const Vector3& receiver, GlonassArc& arc, Vector3& position) {
     position = std::visit(PositionAt{t, position, arc}, ephemeris);
-    if (std::holds_alternative<std::monostate>(ephemeris)) return;
+    if (IsEmpty(ephemeris)) return;
     position = RotateForTravel(position, GetLineOfSight(receiver, position).range);
 }
 
