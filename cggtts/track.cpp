@@ -2,7 +2,7 @@
 
 #include "cggtts/linefit.h"
 #include "cggtts/troposphere.h"
-#include "utils/nav/positionfilter/models/orbits/orbits.h"
+#include "utils/nav/positionfilter/models/orbits/satellitemodel.h"
 
 using namespace Qon::Nav;
 
@@ -49,7 +49,7 @@ struct CorrectedSamples {
     std::array<double, kSlotsPerTrack> offsets;
 };
 
-void correctSample(const TrackRecord& record, size_t i, const LocalFrame& station, GlonassArc& arc,
+void correctSample(const TrackRecord& record, size_t i, const LocalFrame& station, SatelliteModel& model,
                    CorrectedSamples& corrected) {
     const auto& [t, slot, codes] = record.samples[i];
     const double f1 = GetSignalFrequency(codes.signal1, codes.glonassChannel);
@@ -61,11 +61,10 @@ void correctSample(const TrackRecord& record, size_t i, const LocalFrame& statio
     const double ionoFree = alpha * p1 + (1 - alpha) * p2;
 
     const double sent = t - ionoFree / kSpeedOfLight;
-    const double clock = GetSatClockBias(record.ephemeris, sent);
-    const double relativity = GetRelativisticCorr(record.ephemeris, sent);
+    const double clock = model.GetSatClockBias(sent);
+    const double relativity = model.GetRelativisticCorr(sent);
     const double sentByClock = t - (clock + ionoFree) / kSpeedOfLight;
-    Vector3 satellite;
-    GetSatPosition(record.ephemeris, sentByClock, record.antennaPos, arc, satellite);
+    const Vector3 satellite = model.GetSatPosition(sentByClock, record.antennaPos);
     const double range = GetLineOfSight(record.antennaPos, satellite).range;
     const double elevation = GetElevation(satellite, record.antennaPos, station);
     const float tropo = tropoMapping(record.zenithDelay, static_cast<float>(elevation));
@@ -119,10 +118,9 @@ bool finishTrack(const TrackRecord& record, uint32_t t, const RunConfig& config,
                  DataLine& line) {
     if (record.sampleCount < kMinSamples) return false;
     const double middle = kHalfTrack + config.leapSeconds;
-    Vector3 satellite;
-    GlonassArc arc;
     line.trackStart = t - kTrackLength;
-    GetSatPosition(record.ephemeris, line.trackStart + middle, record.antennaPos, arc, satellite);
+    SatelliteModel model(record.ephemeris);
+    const Vector3 satellite = model.GetSatPosition(line.trackStart + middle, record.antennaPos);
     const AzEl direction = GetAzEl(satellite, record.antennaPos, station);
     if (!(direction.elevation * kDegreesPerRadian >= config.elevationMask)) return false;
     line.elevation = direction.elevation;
@@ -132,7 +130,7 @@ bool finishTrack(const TrackRecord& record, uint32_t t, const RunConfig& config,
 
     const auto n = static_cast<size_t>(record.sampleCount);
     CorrectedSamples corrected;
-    for (size_t i = 0; i < n; ++i) correctSample(record, i, station, arc, corrected);
+    for (size_t i = 0; i < n; ++i) correctSample(record, i, station, model, corrected);
     fitTrack(corrected, n, middle, line);
     return true;
 }

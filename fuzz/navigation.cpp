@@ -11,6 +11,7 @@
 #include "fuzz/support.h"
 #include "utils/nav/navdatadecoder/satnavdecoder/ephemerisstore.h"
 #include "utils/nav/positionfilter/models/orbits/orbits.h"
+#include "utils/nav/positionfilter/models/orbits/satellitemodel.h"
 #include "utils/zeltdata/zeltnav.h"
 
 extern "C" size_t LLVMFuzzerMutate(uint8_t* data, size_t size, size_t maxSize);
@@ -35,10 +36,8 @@ void use(double value) { asm volatile("" ::"m"(value)); }
 
 void useEphemeris(const Ephemeris& ephemeris, double t) {
     const Vector3 receiver{3582105, 532589, 5232754};
-    Vector3 position;
-    GlonassArc arc;
-    GetSatPosition(ephemeris, t, receiver, arc, position);
-    use(position.x + GetSatClockBias(ephemeris, t) + GetRelativisticCorr(ephemeris, t));
+    SatelliteModel model(ephemeris);
+    use(model.GetSatPosition(t, receiver).x + model.GetSatClockBias(t) + model.GetRelativisticCorr(t));
     for (int signal = -1; signal <= kNoSignal; ++signal) {
         if (const auto* gps = std::get_if<GpsEphemeris>(&ephemeris)) use(OM_GetSatClockGPS(*gps, signal, t).drift);
         if (const auto* gal = std::get_if<GalEphemeris>(&ephemeris)) use(OM_GetSatClockGAL(*gal, signal, t).drift);

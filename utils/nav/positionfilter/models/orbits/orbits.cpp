@@ -1,11 +1,8 @@
 #include "utils/nav/positionfilter/models/orbits/orbits.h"
 
-#include <cmath>
-
 #include "utils/geometry/constants.h"
-#include "utils/geometry/navtools.h"
-#include "utils/geometry/satnames.h"
 #include "utils/geometry/sigtypes.h"
+#include "utils/nav/positionfilter/models/orbits/glonassorbit.h"
 #include "utils/nav/positionfilter/models/orbits/keplerorbit.h"
 
 namespace Qon::Nav {
@@ -23,10 +20,6 @@ constexpr float kGpsL2Sq = 1507001769585016832.0F;
 // 1 / ((9/7)^2 - 1) and 1 more: shares of the L1-L2 delay difference.
 constexpr double kGloL1DelayFactor = 1.53125;
 constexpr double kGloL2DelayFactor = 2.53125;
-
-const KeplerModel& keplerModel(const GpsEphemeris& /*ephemeris*/) { return kGpsModel; }
-const KeplerModel& keplerModel(const GalEphemeris& /*ephemeris*/) { return kGalileoModel; }
-const KeplerModel& keplerModel(const BdsEphemeris& /*ephemeris*/) { return kBeiDouModel; }
 
 SatClock polynomialClock(const ClockPolynomial& clock, double dt) {
     const double drift = kSpeedOfLight * (clock.af1 + clock.af2 * dt) + kSpeedOfLight * clock.af2 * dt;
@@ -79,42 +72,6 @@ double beiDouGroupDelay(const BdsEphemeris& ephemeris, int signal) {
     return signal == kBdsB2I ? kSpeedOfLight * ephemeris.tgd2 : 0;
 }
 
-// What the dispatchers do, by the kind of record.
-struct PositionAt {
-    double t;
-    const Vector3& fallback;
-    GlonassArc& arc;
-
-    Vector3 operator()(const EphemerisHead& /*none*/) const { return {}; }
-    Vector3 operator()(const GpsEphemeris& ephemeris) const { return OM_GetSatPosGPS(ephemeris, t); }
-    Vector3 operator()(const GalEphemeris& ephemeris) const { return OM_GetSatPosGAL(ephemeris, t); }
-    Vector3 operator()(const GloEphemeris& ephemeris) const {
-        return OM_GetSatPosGLO(ephemeris, t, arc).value_or(fallback);
-    }
-    Vector3 operator()(const BdsEphemeris& ephemeris) const { return OM_GetSatPosBDS(ephemeris, t); }
-};
-
-struct ClockAt {
-    double t;
-
-    SatClock operator()(const EphemerisHead& /*none*/) const { return {}; }
-    SatClock operator()(const GpsEphemeris& ephemeris) const { return OM_GetSatClockGPS(ephemeris, kGpsL1Ca, t); }
-    SatClock operator()(const GalEphemeris& ephemeris) const { return OM_GetSatClockGAL(ephemeris, kGalE1, t); }
-    SatClock operator()(const GloEphemeris& ephemeris) const { return OM_GetSatClockGLO(ephemeris, kGloL1Ca, t); }
-    SatClock operator()(const BdsEphemeris& ephemeris) const { return OM_GetSatClockBDS(ephemeris, kBdsB1I, t); }
-};
-
-struct RelativityAt {
-    double t;
-
-    double operator()(const EphemerisHead& /*none*/) const { return 0; }
-    double operator()(const GloEphemeris& /*ephemeris*/) const { return 0; }
-    template <class Record>
-    double operator()(const Record& ephemeris) const {
-        return KeplerRelativity(ephemeris.orbit, keplerModel(ephemeris), t - ephemeris.referenceTime);
-    }
-};
-
 }  // namespace
 
 Vector3 OM_GetSatPosGPS(const GpsEphemeris& ephemeris, double t) {
@@ -133,8 +90,8 @@ Vector3 OM_GetSatPosBDS(const BdsEphemeris& ephemeris, double t) {
     return isGeo ? GeoPosition(ephemeris.orbit, kBeiDouModel, tk) : KeplerPosition(ephemeris.orbit, kBeiDouModel, tk);
 }
 
-std::optional<Vector3> OM_GetSatPosGLO(const GloEphemeris& ephemeris, double t, GlonassArc& arc) {
-    return IntegrateGlonass(ephemeris, t - ephemeris.referenceTime, arc);
+std::optional<Vector3> OM_GetSatPosGLO(const GloEphemeris& ephemeris, double t) {
+    return GlonassArc(ephemeris).positionAt(t);
 }
 
 SatClock OM_GetSatClockGPS(const GpsEphemeris& ephemeris, int signal, double t) {
@@ -163,15 +120,5 @@ SatClock OM_GetSatClockGLO(const GloEphemeris& ephemeris, int signal, double t) 
     return {kSpeedOfLight * (ephemeris.gamma * dt - ephemeris.tau), kSpeedOfLight * ephemeris.gamma,
             glonassGroupDelay(ephemeris, signal)};
 }
-
-void GetSatPosition(const Ephemeris& ephemeris, double t, const Vector3& receiver, GlonassArc& arc, Vector3& position) {
-    position = std::visit(PositionAt{t, position, arc}, ephemeris);
-    if (IsEmpty(ephemeris)) return;
-    position = RotateForTravel(position, GetLineOfSight(receiver, position).range);
-}
-
-double GetSatClockBias(const Ephemeris& ephemeris, double t) { return std::visit(ClockAt{t}, ephemeris).offset; }
-
-double GetRelativisticCorr(const Ephemeris& ephemeris, double t) { return std::visit(RelativityAt{t}, ephemeris); }
 
 }  // namespace Qon::Nav
