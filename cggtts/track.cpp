@@ -2,6 +2,8 @@
 
 #include "cggtts/linefit.h"
 #include "cggtts/troposphere.h"
+#include "utils/geometry/sigtypes.h"
+#include "utils/nav/positionfilter/models/orbits/groupdelay.h"
 #include "utils/nav/positionfilter/models/orbits/satellitemodel.h"
 
 using namespace Qon::Nav;
@@ -11,34 +13,6 @@ namespace {
 constexpr double kSecondsPerNanosecond = 1e-9;
 constexpr double kDegreesPerRadian = 57.29577951308232;
 constexpr double kHalfTrack = kTrackLength / 2.0;  // s
-
-// Broadcast group delays of the two signals, m.
-struct GroupDelays {
-    float first = 0;
-    float second = 0;
-};
-
-float metres(double seconds) { return static_cast<float>(seconds * kSpeedOfLight); }
-
-// A delay that is broadcast for signal 1 (and its ionosphere-free partner) grows with the squared wavelength.
-GroupDelays scaledDelays(float delay, double f1, double f2) {
-    const double ratio = f1 / f2;
-    return {metres(delay), static_cast<float>(ratio * ratio * delay * kSpeedOfLight)};
-}
-
-struct GroupDelaysOf {
-    double f1;
-    double f2;
-
-    GroupDelays operator()(const EphemerisHead& /*none*/) const { return {}; }
-    GroupDelays operator()(const GloEphemeris& /*ephemeris*/) const { return {}; }
-    GroupDelays operator()(const GpsEphemeris& ephemeris) const { return scaledDelays(ephemeris.tgd, f1, f2); }
-    GroupDelays operator()(const GalEphemeris& ephemeris) const { return scaledDelays(ephemeris.bgdE1E5a, f1, f2); }
-    GroupDelays operator()(const BdsEphemeris& ephemeris) const {
-        return {ephemeris.tgd1 > kAvailableAbove ? metres(ephemeris.tgd1) : 0.0F,
-                ephemeris.tgd2 > kAvailableAbove ? metres(ephemeris.tgd2) : 0.0F};
-    }
-};
 
 // The corrected samples of a track: lengths in m, offsets in s since the track's printed start.
 struct CorrectedSamples {
@@ -55,7 +29,7 @@ void correctSample(const TrackRecord& record, size_t i, const LocalFrame& statio
     const double f1 = GetSignalFrequency(codes.signal1, codes.glonassChannel);
     const double f2 = GetSignalFrequency(codes.signal2, codes.glonassChannel);
     const double alpha = f1 * f1 / (f1 * f1 - f2 * f2);
-    const GroupDelays group = std::visit(GroupDelaysOf{f1, f2}, record.ephemeris);
+    const GroupDelays group = TrackGroupDelays(record.ephemeris, f1, f2);
     const double p1 = codes.code1 - record.delay1 * kSecondsPerNanosecond * kSpeedOfLight - group.first;
     const double p2 = codes.code2 - record.delay2 * kSecondsPerNanosecond * kSpeedOfLight - group.second;
     const double ionoFree = alpha * p1 + (1 - alpha) * p2;
