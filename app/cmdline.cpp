@@ -8,6 +8,7 @@
 
 #include "app/helptext.h"
 #include "app/messages.h"
+#include "cggtts/constellations.h"
 #include "cggtts/writer.h"
 #include "utils/geometry/geometry.h"
 #include "utils/zeltdata/zeltsetup.h"
@@ -142,11 +143,11 @@ bool computePhaseCentres(const AntennaSettings& antenna, RunConfig& config) {
     }
     const Geodetic p = EcefToGeodetic(antenna.position);
     const LocalFrame frame = MakeLocalFrame(p.latitude, p.longitude);
-    for (size_t c = 0; c < kTrackedConstellations; ++c) {
-        const OffsetRow& row = kOffsets[c];
+    for (const Constellation& constellation : kConstellations) {
+        const OffsetRow& row = kOffsets[constellation.index];
         const double height =
             p.height + row.factor * (antenna.*row.offset1) - (row.factor - 1) * (antenna.*row.offset2);
-        config.phaseCentre[c] = GeodeticToEcef(frame, height);
+        config.phaseCentre[constellation.index] = GeodeticToEcef(frame, height);
     }
     return true;
 }

@@ -71,11 +71,10 @@ void fitTrack(const CorrectedSamples& corrected, size_t n, double middle, DataLi
 
 }  // namespace
 
-void startTrack(TrackRecord& record, const RunConfig& config, size_t constellation) {
-    const Constellation& row = kConstellations[constellation];
-    record.delay1 = config.delayCable - config.delayReference + config.*row.delay1;
-    record.delay2 = config.delayCable - config.delayReference + config.*row.delay2;
-    record.antennaPos = config.phaseCentre[constellation];
+void startTrack(TrackRecord& record, const RunConfig& config, const Constellation& constellation) {
+    record.delay1 = config.delayCable - config.delayReference + config.*constellation.delay1;
+    record.delay2 = config.delayCable - config.delayReference + config.*constellation.delay2;
+    record.antennaPos = config.phaseCentre[constellation.index];
     record.zenithDelay = zenithTropoDelay(record.antennaPos);
     record.sampleCount = 0;
 }
@@ -100,7 +99,7 @@ bool finishTrack(const TrackRecord& record, uint32_t t, const RunConfig& config,
     line.elevation = direction.elevation;
     line.azimuth = direction.azimuth;
     line.ioe = HeadOf(record.ephemeris).issue;
-    line.frequencyChannel = HeadOf(record.ephemeris).frequencyNumber;
+    line.frequencyNumber = HeadOf(record.ephemeris).frequencyNumber;
 
     const auto n = static_cast<size_t>(record.sampleCount);
     CorrectedSamples corrected;

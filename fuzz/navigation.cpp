@@ -8,6 +8,7 @@
 #include <string>
 
 #include "cggtts/track.h"
+#include "cggtts/writer.h"
 #include "fuzz/support.h"
 #include "utils/nav/navdatadecoder/satnavdecoder/ephemerisstore.h"
 #include "utils/nav/positionfilter/models/orbits/orbits.h"
@@ -49,17 +50,17 @@ void useEphemeris(const Ephemeris& ephemeris, double t) {
 }
 
 void computeTrack(const Ephemeris& ephemeris, uint32_t end, int svid, Bytes settings) {
-    const size_t c = constellationOf(svid) % kConstellations.size();
-    const Constellation& row = kConstellations[c];
+    const Constellation* known = constellationOf(svid);
+    const Constellation& row = known != nullptr ? *known : kConstellations[0];
     RunConfig config;
     config.elevationMask = -91;
     config.leapSeconds = (settings.u8(kHow) & 1) != 0 ? settings.i32(kLeap) : 18;
     config.*row.delay1 = settings.f64(kDelay);
     config.phaseCentre.fill({3582105, 532589, 5232754});
-    if ((settings.u8(kHow) & 2) != 0) config.phaseCentre[c] = {settings.f64(kDelay), settings.f64(kCode2), 0};
+    if ((settings.u8(kHow) & 2) != 0) config.phaseCentre[row.index] = {settings.f64(kDelay), settings.f64(kCode2), 0};
     TrackRecord record;
     record.ephemeris = ephemeris;
-    startTrack(record, config, c);
+    startTrack(record, config, row);
     for (int slot = 0; slot < kSlotsPerTrack; ++slot) {
         const uint32_t t = end - static_cast<uint32_t>(kLastSlot - slot) * kSampleSpacing;
         const int given = (settings.u8(kHow) & 4) != 0 ? 0 : slot;  // all x the same: no line through them
@@ -70,7 +71,7 @@ void computeTrack(const Ephemeris& ephemeris, uint32_t end, int svid, Bytes sett
     require(record.sampleCount >= 0 && record.sampleCount <= kSlotsPerTrack, "the number of samples");
     DataLine line;
     line.svid = static_cast<uint8_t>(svid);
-    if (!finishTrack(record, end, config, LocalFrameAt(config.phaseCentre[c]), line)) return;
+    if (!finishTrack(record, end, config, LocalFrameAt(record.antennaPos), line)) return;
     require(record.sampleCount >= kMinSamples, "samples enough for a line");
     std::string text;
     formatDataLine(line, text);

@@ -45,7 +45,7 @@ bool pick(const ZeltMeasEpoch& epoch, int svid, ZeltMeasEpoch& picked) {
     picked.satelliteCount = 0;
     for (int i = 0; i < epoch.satelliteCount; ++i) {
         const ZeltMeasSat& satellite = epoch.satellites[static_cast<size_t>(i)];
-        if (satellite.svid != svid || !hasBothCodes(satellite, kConstellations[constellationOf(svid)])) continue;
+        if (satellite.svid != svid || !hasBothCodes(satellite, *constellationOf(svid))) continue;
         picked.satellites[0] = satellite;
         picked.satelliteCount = 1;
     }

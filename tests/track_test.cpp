@@ -291,7 +291,7 @@ TEST(FinishTrack, SingleValuesAreSingle) {
     RunConfig config;
     config.leapSeconds = 18;
     config.phaseCentre.fill(kStation);
-    startTrack(record, config, 0);
+    startTrack(record, config, kConstellations[0]);
     const uint32_t start = kTestWeek * kSecondsPerWeek + kTrackStart;
     for (int slot = 0; slot < kSlotsPerTrack; ++slot) {
         const uint32_t t = start + 30 * static_cast<uint32_t>(slot + 1);
