@@ -92,7 +92,7 @@ struct ApplyOption {
         return true;
     }
     bool operator()(bool* flag) const {
-        *flag = findOption(option, argc, argv, false);
+        *flag = findOption(option, argc, argv, FoundArgument::kEmpty);
         return true;
     }
 };
@@ -107,7 +107,7 @@ bool reportLeftovers(int argc, char** argv) {
 }
 
 bool getInputFile(int argc, char** argv, RunOptions& options) {
-    if (!findOption("-f", argc, argv, true)) {
+    if (!findOption("-f", argc, argv, FoundArgument::kKeep)) {
         std::fprintf(stderr, "!! Argument -f is mandatory.  Use -h option for help.\n");
         return false;
     }
@@ -189,18 +189,18 @@ std::vector<Option> optionTable(RunConfig& config, RunOptions& options, AntennaS
         {"-x", TextTarget{&options.excluded, 9}},
         {"-b", EpochTarget{&options.firstEpoch}},
         {"-e", EpochTarget{&options.lastEpoch}},
-        {"-C", &config.contiguous},
-        {"-v", &options.progress},
-        {"-matlab", &options.numericOnly},
+        {"-C", &config.isContiguous},
+        {"-v", &options.showsProgress},
+        {"-matlab", &options.isNumericOnly},
     };
 }
 
 bool parseOptions(int argc, char** argv, RunConfig& config, RunOptions& options) {
-    if (findOption("-h", argc, argv, true)) {
+    if (findOption("-h", argc, argv, FoundArgument::kKeep)) {
         printHelp();
         return true;
     }
-    if (findOption("-V", argc, argv, true)) {
+    if (findOption("-V", argc, argv, FoundArgument::kKeep)) {
         std::printf("%s\n", kProgramVersion);
         return true;
     }
@@ -217,10 +217,10 @@ bool parseOptions(int argc, char** argv, RunConfig& config, RunOptions& options)
     return computePhaseCentres(antenna, config);
 }
 
-bool findOption(const char* option, int argc, char** argv, bool keep) {
+bool findOption(const char* option, int argc, char** argv, FoundArgument found) {
     for (int i = 1; i < argc; ++i) {
         if (!beginsWith(argv[i], option)) continue;
-        if (!keep) argv[i] = kEmptyArgument;
+        if (found == FoundArgument::kEmpty) argv[i] = kEmptyArgument;
         return true;
     }
     return false;

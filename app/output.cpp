@@ -55,7 +55,7 @@ void writeOutputs(const CggttsProcessor& processor, const RunConfig& config, con
         std::FILE* stream = outputs.streams[constellation.index];
         if (stream == nullptr) continue;
         std::string lines = processor.lineBuffer(constellation);
-        if (options.numericOnly) matlabFilter(lines);
+        if (options.isNumericOnly) matlabFilter(lines);
         std::fputs(lines.c_str(), stream);
     }
 }

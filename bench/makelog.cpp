@@ -130,7 +130,7 @@ private:
         const int64_t latest = seed_.span() - kJumpReserve - Meas3Encoder::kRateLead;
         const auto time = static_cast<uint32_t>(seed_.start + t);
         const bool wholeMinute = time % (Meas3Encoder::kInterval / 1000) == 0;
-        if (t - shift_ < latest || !wholeMinute || slotIndex(time, false, 0) != kNoSlot) return;
+        if (t - shift_ < latest || !wholeMinute || slotIndex(time) != kNoSlot) return;
         shift_ += latest / kTrackPeriod * kTrackPeriod;
         resendEphemerides(t);
     }

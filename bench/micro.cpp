@@ -139,7 +139,7 @@ Track readTrack() {
         if (track.epochs.empty() && zeltFixNavBlock(block, nav)) Qon::Nav::StoreNavBlock(track.store, nav.bytes());
         if (!zeltCollectMeasBlock(file, block, *epoch, kZeltAllowMeasEpoch)) continue;
         const uint32_t t = epoch->wnc * Qon::Nav::kSecondsPerWeek + epoch->tow / 1000;
-        if (slotIndex(t, false, 0) == static_cast<int>(track.epochs.size())) track.epochs.push_back(*epoch);
+        if (slotIndex(t) == static_cast<int>(track.epochs.size())) track.epochs.push_back(*epoch);
     }
     zeltCloseFile(file);
     return track;

@@ -29,7 +29,9 @@ CggttsProcessor::CggttsProcessor(const RunConfig& config, const EphemerisStore& 
     for (std::string& buffer : lineBuffers_) buffer.reserve(kLineBufferCapacity);
 }
 
-int CggttsProcessor::slotAt(uint32_t t) const { return slotIndex(t, config_.contiguous, contiguousAnchor_); }
+int CggttsProcessor::slotAt(uint32_t t) const {
+    return config_.isContiguous ? contiguousSlotIndex(t, contiguousAnchor_) : slotIndex(t);
+}
 
 bool CggttsProcessor::addEpoch(const ZeltMeasEpoch& epoch) {
     const uint32_t t = epoch.wnc * kSecondsPerWeek + epoch.tow / 1000;
@@ -77,13 +79,13 @@ bool CggttsProcessor::closeTracks(uint32_t t) {
     if (slotAt(t) != kLastSlot) return false;
     bool isWaiting = false;
     for (const Constellation& constellation : kConstellations) {
-        closeTracks(t, constellation);
+        closeConstellation(t, constellation);
         isWaiting = isWaiting || !lineBuffer(constellation).empty();
     }
     return isWaiting;
 }
 
-void CggttsProcessor::closeTracks(uint32_t t, const Constellation& constellation) {
+void CggttsProcessor::closeConstellation(uint32_t t, const Constellation& constellation) {
     const LocalFrame station = station_.value_or(LocalFrame{});  // without a sample there is no line to need it
     std::string& lines = lineBuffers_[constellation.index];
     lines.clear();

@@ -34,7 +34,7 @@ public:
 private:
     void startTracks(uint32_t t);
     bool closeTracks(uint32_t t);
-    void closeTracks(uint32_t t, const Constellation& constellation);
+    void closeConstellation(uint32_t t, const Constellation& constellation);
     TrackRecord& recordOf(int svid, const Constellation& constellation);
     void addSatellite(const ZeltMeasSat& satellite, uint32_t t, int slot);
     int slotAt(uint32_t t) const;

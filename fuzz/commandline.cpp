@@ -83,6 +83,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     OutputRegistry outputs;
     processFile(config, options, outputs);
     closeOutputs(outputs);
-    checkAndRemoveOutputs(kLog, options.numericOnly);
+    checkAndRemoveOutputs(kLog, options.isNumericOnly);
     return 0;
 }

@@ -56,7 +56,7 @@ bool pick(const ZeltMeasEpoch& epoch, int svid, ZeltMeasEpoch& picked) {
 std::vector<ZeltMeasEpoch> trackOf(const SeedLog& log, int svid) {
     std::vector<ZeltMeasEpoch> track;
     for (const ZeltMeasEpoch& epoch : log.epochs) {
-        const int slot = slotIndex(secondsOf(epoch), false, 0);
+        const int slot = slotIndex(secondsOf(epoch));
         ZeltMeasEpoch picked;
         if (slot == 0) track.clear();
         if (slot != kNoSlot && pick(epoch, svid, picked)) track.push_back(picked);

@@ -63,7 +63,7 @@ std::set<Source> sourcesOf(const std::string& log) {
         const bool counts = number != kZeltGalNav || block.u8(ZeltGalNav::kSource) == ZeltGalNav::kSourceFnav;
         if (counts) received[{number, block.u8(kZeltSvidOffset)}] = bytes;
         if (number != kZeltMeasEpoch || t == last) continue;
-        const int slot = slotIndex(t, false, 0);
+        const int slot = slotIndex(t);
         const bool goesOn = slot == 0 || (slot == next && t == last + kSampleSpacing);
         next = goesOn ? slot + 1 : kNoSlot;
         if (slot == 0) epochs.clear();

@@ -6,11 +6,13 @@
 #include <map>
 
 #include "app/driver.h"
+#include "cggtts/track.h"
 #include "cggtts/troposphere.h"
 #include "tests/logbuilder.h"
 #include "utils/geometry/navtools.h"
 #include "utils/geometry/sigtypes.h"
 #include "utils/nav/navdatadecoder/satnavdecoder/makeephemeris.h"
+#include "utils/zeltdata/zeltnav.h"
 
 using namespace Qon::Nav;
 
@@ -209,7 +211,7 @@ TEST_F(TrackTest, MaskWindowAndExclusion) {
 
 // Contiguous tracks begin at the first epoch, wherever the schedule's tracks are.
 TEST_F(TrackTest, ContiguousTracksStartAtTheFirstEpoch) {
-    config.contiguous = true;
+    config.isContiguous = true;
     const std::string line = linesOfLog(simulate(kGps, 27)).at(0);
     EXPECT_EQ(line.substr(12, 7), " 001030");
     EXPECT_NEAR(field(line, 52, 12), 4809246 + 60, 1);  // evaluated 30 s later, at 0.2 ns/s
@@ -241,7 +243,7 @@ TEST_F(TrackTest, TheFirstSampleFixesTheStation) {
 
 // The very first second of GPS time is an instant like any other: it anchors the contiguous tracks.
 TEST_F(TrackTest, TimeMayBeginAtTheOrigin) {
-    config.contiguous = true;
+    config.isContiguous = true;
     config.elevationMask = -90;
     ByteVector log = BlockBuilder(navBlock(kGps)).u16(kZeltWncOffset, 0).u32(88, 0).u16(138, 0).done();
     for (uint32_t i = 0; i <= 26; ++i) {
@@ -251,7 +253,7 @@ TEST_F(TrackTest, TimeMayBeginAtTheOrigin) {
 }
 
 TEST_F(TrackTest, NumericOnlyReplacesCapitals) {
-    options.numericOnly = true;
+    options.isNumericOnly = true;
     EXPECT_EQ(linesOfLog(simulate(kGps, 26)).at(0).substr(0, 7), "005 00 ");
     std::string filter = "AZaz@[09";
     matlabFilter(filter);
