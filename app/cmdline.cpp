@@ -8,6 +8,7 @@
 
 #include "app/helptext.h"
 #include "app/messages.h"
+#include "cggtts/constellations.h"
 #include "cggtts/writer.h"
 #include "utils/geometry/geometry.h"
 #include "utils/zeltdata/zeltread.h"
@@ -92,7 +93,7 @@ struct ApplyOption {
         return true;
     }
     bool operator()(bool* flag) const {
-        *flag = findOption(option, argc, argv, false);
+        *flag = findOption(option, argc, argv, FoundArgument::kEmpty);
         return true;
     }
 };
@@ -107,7 +108,7 @@ bool reportLeftovers(int argc, char** argv) {
 }
 
 bool getInputFile(int argc, char** argv, RunOptions& options) {
-    if (!findOption("-f", argc, argv, true)) {
+    if (!findOption("-f", argc, argv, FoundArgument::kKeep)) {
         std::fprintf(stderr, "!! Argument -f is mandatory.  Use -h option for help.\n");
         return false;
     }
@@ -143,11 +144,11 @@ bool computePhaseCentres(const AntennaSettings& antenna, RunConfig& config) {
     }
     const Geodetic p = EcefToGeodetic(antenna.position);
     const LocalFrame frame = MakeLocalFrame(p.latitude, p.longitude);
-    for (size_t c = 0; c < kTrackedConstellations; ++c) {
-        const OffsetRow& row = kOffsets[c];
+    for (const Constellation& constellation : kConstellations) {
+        const OffsetRow& row = kOffsets[constellation.index];
         const double height =
             p.height + row.factor * (antenna.*row.offset1) - (row.factor - 1) * (antenna.*row.offset2);
-        config.phaseCentre[c] = GeodeticToEcef(frame, height);
+        config.phaseCentre[constellation.index] = GeodeticToEcef(frame, height);
     }
     return true;
 }
@@ -189,18 +190,18 @@ std::vector<Option> optionTable(RunConfig& config, RunOptions& options, AntennaS
         {"-x", TextTarget{&options.excluded, 9}},
         {"-b", EpochTarget{&options.firstEpoch}},
         {"-e", EpochTarget{&options.lastEpoch}},
-        {"-C", &config.contiguous},
-        {"-v", &options.progress},
-        {"-matlab", &options.numericOnly},
+        {"-C", &config.isContiguous},
+        {"-v", &options.showsProgress},
+        {"-matlab", &options.isNumericOnly},
     };
 }
 
 bool parseOptions(int argc, char** argv, RunConfig& config, RunOptions& options) {
-    if (findOption("-h", argc, argv, true)) {
+    if (findOption("-h", argc, argv, FoundArgument::kKeep)) {
         printHelp();
         return true;
     }
-    if (findOption("-V", argc, argv, true)) {
+    if (findOption("-V", argc, argv, FoundArgument::kKeep)) {
         std::printf("%s\n", kProgramVersion);
         return true;
     }
@@ -217,10 +218,10 @@ bool parseOptions(int argc, char** argv, RunConfig& config, RunOptions& options)
     return computePhaseCentres(antenna, config);
 }
 
-bool findOption(const char* option, int argc, char** argv, bool keep) {
+bool findOption(const char* option, int argc, char** argv, FoundArgument found) {
     for (int i = 1; i < argc; ++i) {
         if (!beginsWith(argv[i], option)) continue;
-        if (!keep) argv[i] = kEmptyArgument;
+        if (found == FoundArgument::kEmpty) argv[i] = kEmptyArgument;
         return true;
     }
     return false;

@@ -46,9 +46,9 @@ struct AntennaSettings {
 // with.
 std::vector<Option> optionTable(RunConfig& config, RunOptions& options, AntennaSettings& antenna);
 
-// True when an argument from the first on begins with the option's text. The first such argument is emptied unless
-// `keep` is set.
-bool findOption(const char* option, int argc, char** argv, bool keep);
+// True when an argument from the first on begins with the option's text. The first such argument is kept or emptied.
+enum class FoundArgument { kKeep, kEmpty };
+bool findOption(const char* option, int argc, char** argv, FoundArgument found);
 
 // Each applies every occurrence of the option: its value is the rest of the argument or, when there is no rest, the
 // next argument. Without an occurrence the target stays. The numeric ones are converted as the C library scans them,

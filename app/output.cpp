@@ -28,15 +28,15 @@ HeaderTexts headerTexts(const RunOptions& options) {
     return texts;
 }
 
-void createFile(size_t c, const CggttsProcessor& processor, const RunConfig& config, const RunOptions& options,
-                OutputRegistry& outputs) {
-    const Constellation& constellation = kConstellations[c];
+void createFile(const Constellation& constellation, const CggttsProcessor& processor, const RunConfig& config,
+                const RunOptions& options, OutputRegistry& outputs) {
     std::string path =
         makeFileName(constellation, options.laboratoryCode, options.receiverId, processor.lastSampleTime()) +
         options.suffix;
     path.resize(std::min(path.size(), kOutputPathCapacity));
-    outputs.streams[c] = openFileOrExit(path.c_str(), "wt", constellation.kindWord, 1);
-    std::fputs(formatHeader(c, headerTexts(options), config).c_str(), outputs.streams[c]);
+    std::FILE* stream = openFileOrExit(path.c_str(), "wt", constellation.kindWord, 1);
+    std::fputs(formatHeader(constellation.index, headerTexts(options), config).c_str(), stream);
+    outputs.streams[constellation.index] = stream;
     std::string& list = outputs.createdFiles;
     list += (list.empty() ? "" : ",") + path;
     list.resize(std::min(list.size(), kCreatedFilesCapacity));
@@ -44,18 +44,19 @@ void createFile(size_t c, const CggttsProcessor& processor, const RunConfig& con
 
 }  // namespace
 
-void writeOutputs(CggttsProcessor& processor, const RunConfig& config, const RunOptions& options,
+void writeOutputs(const CggttsProcessor& processor, const RunConfig& config, const RunOptions& options,
                   OutputRegistry& outputs) {
-    for (size_t c = 0; c < kConstellations.size(); ++c) {
-        if (outputs.streams[c] == nullptr && isConstellationEnabled(options, kConstellations[c].letter)) {
-            createFile(c, processor, config, options, outputs);
+    for (const Constellation& constellation : kConstellations) {
+        if (outputs.streams[constellation.index] == nullptr && isConstellationEnabled(options, constellation.letter)) {
+            createFile(constellation, processor, config, options, outputs);
         }
     }
-    for (size_t c = 0; c < kConstellations.size(); ++c) {
-        if (outputs.streams[c] == nullptr) continue;
-        std::string& lines = processor.lineBuffer(c);
-        if (options.numericOnly) matlabFilter(lines);
-        std::fputs(lines.c_str(), outputs.streams[c]);
+    for (const Constellation& constellation : kConstellations) {
+        std::FILE* stream = outputs.streams[constellation.index];
+        if (stream == nullptr) continue;
+        std::string lines = processor.lineBuffer(constellation);
+        if (options.isNumericOnly) matlabFilter(lines);
+        std::fputs(lines.c_str(), stream);
     }
 }
 

@@ -9,7 +9,8 @@
 #include "cggtts/runconfig.h"
 #include "cggtts/trackengine.h"
 
-// One stream per constellation, null while its file is not created, and the names of the created files.
+// One stream per constellation, in the order of kConstellations, null while its file is not created, and the names of
+// the created files.
 struct OutputRegistry {
     std::array<std::FILE*, kTrackedConstellations> streams{};
     std::string createdFiles;  // separated by commas, at most 499 characters
@@ -17,7 +18,7 @@ struct OutputRegistry {
 
 // Creates the files of all constellations not excluded that have none yet, each with its header, and writes every
 // constellation's waiting lines to its file. A file that cannot be created ends the program with status 1.
-void writeOutputs(CggttsProcessor& processor, const RunConfig& config, const RunOptions& options,
+void writeOutputs(const CggttsProcessor& processor, const RunConfig& config, const RunOptions& options,
                   OutputRegistry& outputs);
 
 // Opens a file; on failure prints a message with the kind word and ends the program with the given status.

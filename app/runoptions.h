@@ -19,8 +19,8 @@ struct RunOptions {
     std::string excluded;  // letters of constellations
     std::string firmwareVersion = "Unknown";
     std::string productName = "Unknown";
-    bool progress = false;
-    bool numericOnly = false;
+    bool showsProgress = false;  // on standard output
+    bool isNumericOnly = false;  // letters of data lines become zeros
     // Time window of epochs, both ends included, ms since 1980-01-06 on the receiver's scale.
     int64_t firstEpoch = 0;
     int64_t lastEpoch = 60000 * Qon::Nav::kMillisecondsPerWeek;

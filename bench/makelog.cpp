@@ -166,7 +166,7 @@ private:
     void jumpBackWhenDue(int64_t t) {
         const int64_t latest = seed_.span() - kJumpReserve;
         const auto time = static_cast<uint32_t>(seed_.start + t);
-        if (t - shift_ < latest || time % 60 != 0 || slotIndex(time, false, 0) != kNoSlot) return;
+        if (t - shift_ < latest || time % 60 != 0 || slotIndex(time) != kNoSlot) return;
         shift_ += latest / kTrackPeriod * kTrackPeriod;
         resendEphemerides(t);
     }

@@ -59,7 +59,7 @@ void wholeTrack(benchmark::State& state) {
     std::vector<ZeltMeasEpoch> track;
     EpochReader().read(kExampleLog, [&track](const ZeltMeasEpoch& epoch) {
         const uint32_t t = epoch.wnc * Qon::Nav::kSecondsPerWeek + epoch.tow / 1000;
-        if (slotIndex(t, false, 0) == static_cast<int>(track.size())) track.push_back(epoch);
+        if (slotIndex(t) == static_cast<int>(track.size())) track.push_back(epoch);
     });
     Qon::Nav::EphemerisStore store;
     const ByteVector log = readLog(kExampleLog);

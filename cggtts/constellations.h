@@ -1,7 +1,9 @@
-// The constellations that CGGTTS files are made of: all in which they differ.
+// The constellations that CGGTTS files are made of, and all in which they differ for them but orbits and phase centres,
+// which have tables of their own. Whoever goes through them walks kConstellations; what concerns one takes its row.
 #pragma once
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 
 #include "cggtts/runconfig.h"
@@ -9,8 +11,8 @@
 #include "utils/geometry/sigtypes.h"
 
 struct Constellation {
-    char letter;  // of -x
     Qon::Nav::ConstellationCode code;
+    char letter;        // of -x
     uint8_t firstSvid;  // of the satellites tracked
     uint8_t lastSvid;
     Qon::Nav::SignalType signal1;
@@ -18,36 +20,92 @@ struct Constellation {
     double RunConfig::*delay1;  // internal delay of signal 1, ns
     double RunConfig::*delay2;
     const char* filePrefix;
-    const char* delayLabel1;
+    const char* delayLabel1;  // of the INT DLY header line
     const char* delayLabel2;
     const char* frc;       // three characters, of the data line
     const char* kindWord;  // of the output file, in messages
+
+    size_t index = 0;        // of this row, and of what else there is one of per constellation
+    size_t firstRecord = 0;  // of its satellites in a sequence of those of all constellations
+
+    constexpr size_t satelliteCount() const { return size_t{lastSvid} - firstSvid + 1; }
 };
 
-constexpr std::array<Constellation, kTrackedConstellations> kConstellations = {{
-    {'G', Qon::Nav::kGps, 1, 32, Qon::Nav::kGpsL1P, Qon::Nav::kGpsL2P, &RunConfig::delayGpsL1, &RunConfig::delayGpsL2,
-     "GZ", "GPS P1", "GPS P2", "L3P", "GPS output"},
-    {'R', Qon::Nav::kGlonass, 38, 67, Qon::Nav::kGloL1Ca, Qon::Nav::kGloL2Ca, &RunConfig::delayGloL1,
-     &RunConfig::delayGloL2, "RZ", "GLO C1", "GLO C2", "L3P", "GLONASS output"},
-    {'E', Qon::Nav::kGalileo, 71, 106, Qon::Nav::kGalE1, Qon::Nav::kGalE5a, &RunConfig::delayGalE1,
-     &RunConfig::delayGalE5a, "EZ", "Galileo E1", "Galileo E5a", "L3E", "GALILEO output"},
-    {'C', Qon::Nav::kBeiDou, 161, 197, Qon::Nav::kBdsB1I, Qon::Nav::kBdsB2I, &RunConfig::delayBdsB1,
-     &RunConfig::delayBdsB2, "CZ", "BeiDou B1", "BeiDou B2", "L3B", "BeiDou output"},
-}};
-
-// Index into kConstellations of the constellation that a satellite number belongs to; its size when it has no files.
-inline size_t constellationOf(int svid) {
-    const Qon::Nav::ConstellationCode code = Qon::Nav::SVIDToConstellation(svid);
-    size_t i = 0;
-    while (i < kConstellations.size() && kConstellations[i].code != code) ++i;
-    return i;
+// Numbers rows and records through.
+constexpr std::array<Constellation, kTrackedConstellations> numbered(
+    std::array<Constellation, kTrackedConstellations> rows) {
+    size_t record = 0;
+    for (size_t i = 0; i < rows.size(); ++i) {
+        rows[i].index = i;
+        rows[i].firstRecord = record;
+        record += rows[i].satelliteCount();
+    }
+    return rows;
 }
 
-constexpr size_t constellationSatellites(const Constellation& c) { return size_t{c.lastSvid} - c.firstSvid + 1; }
+constexpr std::array<Constellation, kTrackedConstellations> kConstellations = numbered({{
+    {.code = Qon::Nav::kGps,
+     .letter = 'G',
+     .firstSvid = 1,
+     .lastSvid = 32,
+     .signal1 = Qon::Nav::kGpsL1P,
+     .signal2 = Qon::Nav::kGpsL2P,
+     .delay1 = &RunConfig::delayGpsL1,
+     .delay2 = &RunConfig::delayGpsL2,
+     .filePrefix = "GZ",
+     .delayLabel1 = "GPS P1",
+     .delayLabel2 = "GPS P2",
+     .frc = "L3P",
+     .kindWord = "GPS output"},
+    {.code = Qon::Nav::kGlonass,
+     .letter = 'R',
+     .firstSvid = 38,
+     .lastSvid = 67,
+     .signal1 = Qon::Nav::kGloL1Ca,
+     .signal2 = Qon::Nav::kGloL2Ca,
+     .delay1 = &RunConfig::delayGloL1,
+     .delay2 = &RunConfig::delayGloL2,
+     .filePrefix = "RZ",
+     .delayLabel1 = "GLO C1",
+     .delayLabel2 = "GLO C2",
+     .frc = "L3P",
+     .kindWord = "GLONASS output"},
+    {.code = Qon::Nav::kGalileo,
+     .letter = 'E',
+     .firstSvid = 71,
+     .lastSvid = 106,
+     .signal1 = Qon::Nav::kGalE1,
+     .signal2 = Qon::Nav::kGalE5a,
+     .delay1 = &RunConfig::delayGalE1,
+     .delay2 = &RunConfig::delayGalE5a,
+     .filePrefix = "EZ",
+     .delayLabel1 = "Galileo E1",
+     .delayLabel2 = "Galileo E5a",
+     .frc = "L3E",
+     .kindWord = "GALILEO output"},
+    {.code = Qon::Nav::kBeiDou,
+     .letter = 'C',
+     .firstSvid = 161,
+     .lastSvid = 197,
+     .signal1 = Qon::Nav::kBdsB1I,
+     .signal2 = Qon::Nav::kBdsB2I,
+     .delay1 = &RunConfig::delayBdsB1,
+     .delay2 = &RunConfig::delayBdsB2,
+     .filePrefix = "CZ",
+     .delayLabel1 = "BeiDou B1",
+     .delayLabel2 = "BeiDou B2",
+     .frc = "L3B",
+     .kindWord = "BeiDou output"},
+}});
 
-// Track records of all constellations, one after the other.
-constexpr size_t kTrackedSatellites = [] {
-    size_t count = 0;
-    for (const Constellation& c : kConstellations) count += constellationSatellites(c);
-    return count;
-}();
+// The constellation that a satellite number belongs to; null when it has no files. GLONASS has 68 as well, a satellite
+// whose slot is unknown, which is not among those tracked.
+inline const Constellation* constellationOf(int svid) {
+    const Qon::Nav::ConstellationCode code = Qon::Nav::SVIDToConstellation(svid);
+    for (const Constellation& constellation : kConstellations) {
+        if (constellation.code == code) return &constellation;
+    }
+    return nullptr;
+}
+
+constexpr size_t kTrackedSatellites = kConstellations.back().firstRecord + kConstellations.back().satelliteCount();

@@ -25,6 +25,6 @@ struct RunConfig {
 
     int32_t leapSeconds = Qon::Nav::kNoLeapSeconds;  // GPS - UTC, s
     double elevationMask = 10;                       // degrees
-    bool contiguous = false;                         // 13-minute tracks without gaps instead of the BIPM schedule
+    bool isContiguous = false;                       // 13-minute tracks without gaps instead of the BIPM schedule
     std::array<Qon::Nav::Vector3, kTrackedConstellations> phaseCentre;  // antenna, per constellation
 };

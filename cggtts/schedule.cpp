@@ -15,10 +15,13 @@ uint32_t modifiedJulianDate(uint32_t t) {
     return (t - kScheduleOrigin) / Qon::Nav::kSecondsPerDay + kScheduleOriginMjd;
 }
 
-int slotIndex(uint32_t t, bool contiguous, uint32_t anchor) {
-    if (contiguous) return static_cast<int>(((t - anchor) / kSampleSpacing + kLastSlot) % kSlotsPerTrack);
+int slotIndex(uint32_t t) {
     const uint32_t phase = (t - kScheduleOrigin) % kSchedulePeriod;
     if (phase > kLastPhase) return kNoSlot;
     const uint32_t slot = (phase / kSampleSpacing - kFirstSlotOffset) % kTrackSpacing;
     return slot < kSlotsPerTrack ? static_cast<int>(slot) : kNoSlot;
+}
+
+int contiguousSlotIndex(uint32_t t, uint32_t anchor) {
+    return static_cast<int>(((t - anchor) / kSampleSpacing + kLastSlot) % kSlotsPerTrack);
 }

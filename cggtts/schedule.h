@@ -20,10 +20,10 @@ constexpr uint32_t kFirstWrappedWeek = 7095;
 // Modified Julian date of a time, in unsigned arithmetic: it needs t from the origin on.
 uint32_t modifiedJulianDate(uint32_t t);
 
-// Slot (0 to 25) of time t (s since 1980-01-06, a multiple of 30), kNoSlot between tracks.
-//
-// BIPM schedule: 89 tracks in 86160 s, 960 s apart, the first starting at 00:02 of MJD 50722 and 4 minutes earlier
-// each day. A track's slots lie 30 s, 60 s, ... 780 s after its start.
-//
-// Contiguous: tracks follow each other every 780 s; `anchor` is the start of the first, and itself a last slot.
-int slotIndex(uint32_t t, bool contiguous, uint32_t anchor);
+// Slot (0 to 25) of time t (s since 1980-01-06, a multiple of 30) in the tracks of the BIPM schedule, kNoSlot between
+// them: 89 tracks in 86160 s, 960 s apart, the first starting at 00:02 of MJD 50722 and 4 minutes earlier each day. A
+// track's slots lie 30 s, 60 s, ... 780 s after its start.
+int slotIndex(uint32_t t);
+
+// Slot in tracks that follow each other every 780 s. `anchor` is the start of the first, and itself a last slot.
+int contiguousSlotIndex(uint32_t t, uint32_t anchor);

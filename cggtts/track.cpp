@@ -2,7 +2,9 @@
 
 #include "cggtts/linefit.h"
 #include "cggtts/troposphere.h"
-#include "utils/nav/positionfilter/models/orbits/orbits.h"
+#include "utils/geometry/sigtypes.h"
+#include "utils/nav/positionfilter/models/orbits/groupdelay.h"
+#include "utils/nav/positionfilter/models/orbits/satellitemodel.h"
 
 using namespace Qon::Nav;
 
@@ -11,34 +13,6 @@ namespace {
 constexpr double kSecondsPerNanosecond = 1e-9;
 constexpr double kDegreesPerRadian = 57.29577951308232;
 constexpr double kHalfTrack = kTrackLength / 2.0;  // s
-
-// Broadcast group delays of the two signals, m.
-struct GroupDelays {
-    float first = 0;
-    float second = 0;
-};
-
-float metres(double seconds) { return static_cast<float>(seconds * kSpeedOfLight); }
-
-// A delay that is broadcast for signal 1 (and its ionosphere-free partner) grows with the squared wavelength.
-GroupDelays scaledDelays(float delay, double f1, double f2) {
-    const double ratio = f1 / f2;
-    return {metres(delay), static_cast<float>(ratio * ratio * delay * kSpeedOfLight)};
-}
-
-struct GroupDelaysOf {
-    double f1;
-    double f2;
-
-    GroupDelays operator()(const std::monostate& /*empty*/) const { return {}; }
-    GroupDelays operator()(const GloEphemeris& /*ephemeris*/) const { return {}; }
-    GroupDelays operator()(const GpsEphemeris& ephemeris) const { return scaledDelays(ephemeris.tgd, f1, f2); }
-    GroupDelays operator()(const GalEphemeris& ephemeris) const { return scaledDelays(ephemeris.bgdE1E5a, f1, f2); }
-    GroupDelays operator()(const BdsEphemeris& ephemeris) const {
-        return {ephemeris.tgd1 > kAvailableAbove ? metres(ephemeris.tgd1) : 0.0F,
-                ephemeris.tgd2 > kAvailableAbove ? metres(ephemeris.tgd2) : 0.0F};
-    }
-};
 
 // The corrected samples of a track: lengths in m, offsets in s since the track's printed start.
 struct CorrectedSamples {
@@ -49,28 +23,22 @@ struct CorrectedSamples {
     std::array<double, kSlotsPerTrack> offsets;
 };
 
-int frequencyChannel(const Ephemeris& ephemeris) {
-    const auto* glonass = std::get_if<GloEphemeris>(&ephemeris);
-    return glonass == nullptr ? 0 : glonass->channel - kGlonassChannelOffset;
-}
-
-void correctSample(const TrackRecord& record, size_t i, const LocalFrame& station, GlonassArc& arc,
+void correctSample(const TrackRecord& record, size_t i, const LocalFrame& station, SatelliteModel& model,
                    CorrectedSamples& corrected) {
     const auto& [t, slot, codes] = record.samples[i];
     const double f1 = GetSignalFrequency(codes.signal1, codes.glonassChannel);
     const double f2 = GetSignalFrequency(codes.signal2, codes.glonassChannel);
     const double alpha = f1 * f1 / (f1 * f1 - f2 * f2);
-    const GroupDelays group = std::visit(GroupDelaysOf{f1, f2}, record.ephemeris);
+    const GroupDelays group = TrackGroupDelays(record.ephemeris, f1, f2);
     const double p1 = codes.code1 - record.delay1 * kSecondsPerNanosecond * kSpeedOfLight - group.first;
     const double p2 = codes.code2 - record.delay2 * kSecondsPerNanosecond * kSpeedOfLight - group.second;
     const double ionoFree = alpha * p1 + (1 - alpha) * p2;
 
     const double sent = t - ionoFree / kSpeedOfLight;
-    const double clock = GetSatClockBias(record.ephemeris, sent);
-    const double relativity = GetRelativisticCorr(record.ephemeris, sent);
+    const double clock = model.GetSatClockBias(sent);
+    const double relativity = model.GetRelativisticCorr(sent);
     const double sentByClock = t - (clock + ionoFree) / kSpeedOfLight;
-    Vector3 satellite;
-    GetSatPosition(record.ephemeris, sentByClock, record.antennaPos, arc, satellite);
+    const Vector3 satellite = model.GetSatPosition(sentByClock, record.antennaPos);
     const double range = GetLineOfSight(record.antennaPos, satellite).range;
     const double elevation = GetElevation(satellite, record.antennaPos, station);
     const float tropo = tropoMapping(record.zenithDelay, static_cast<float>(elevation));
@@ -103,11 +71,10 @@ void fitTrack(const CorrectedSamples& corrected, size_t n, double middle, DataLi
 
 }  // namespace
 
-void startTrack(TrackRecord& record, const RunConfig& config, size_t constellation) {
-    const Constellation& row = kConstellations[constellation];
-    record.delay1 = config.delayCable - config.delayReference + config.*row.delay1;
-    record.delay2 = config.delayCable - config.delayReference + config.*row.delay2;
-    record.antennaPos = config.phaseCentre[constellation];
+void startTrack(TrackRecord& record, const RunConfig& config, const Constellation& constellation) {
+    record.delay1 = config.delayCable - config.delayReference + config.*constellation.delay1;
+    record.delay2 = config.delayCable - config.delayReference + config.*constellation.delay2;
+    record.antennaPos = config.phaseCentre[constellation.index];
     record.zenithDelay = zenithTropoDelay(record.antennaPos);
     record.sampleCount = 0;
 }
@@ -124,20 +91,19 @@ bool finishTrack(const TrackRecord& record, uint32_t t, const RunConfig& config,
                  DataLine& line) {
     if (record.sampleCount < kMinSamples) return false;
     const double middle = kHalfTrack + config.leapSeconds;
-    Vector3 satellite;
-    GlonassArc arc;
     line.trackStart = t - kTrackLength;
-    GetSatPosition(record.ephemeris, line.trackStart + middle, record.antennaPos, arc, satellite);
+    SatelliteModel model(record.ephemeris);
+    const Vector3 satellite = model.GetSatPosition(line.trackStart + middle, record.antennaPos);
     const AzEl direction = GetAzEl(satellite, record.antennaPos, station);
     if (!(direction.elevation * kDegreesPerRadian >= config.elevationMask)) return false;
     line.elevation = direction.elevation;
     line.azimuth = direction.azimuth;
-    line.ioe = IssueOfEphemeris(record.ephemeris);
-    line.frequencyChannel = frequencyChannel(record.ephemeris);
+    line.ioe = HeadOf(record.ephemeris).issue;
+    line.frequencyNumber = HeadOf(record.ephemeris).frequencyNumber;
 
     const auto n = static_cast<size_t>(record.sampleCount);
     CorrectedSamples corrected;
-    for (size_t i = 0; i < n; ++i) correctSample(record, i, station, arc, corrected);
+    for (size_t i = 0; i < n; ++i) correctSample(record, i, station, model, corrected);
     fitTrack(corrected, n, middle, line);
     return true;
 }

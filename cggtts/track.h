@@ -5,9 +5,9 @@
 #include <cstdint>
 
 #include "cggtts/constellations.h"
+#include "cggtts/dataline.h"
 #include "cggtts/runconfig.h"
 #include "cggtts/schedule.h"
-#include "cggtts/writer.h"
 #include "utils/geometry/geometry.h"
 #include "utils/nav/navdatadecoder/satnavdecoder/ephemeris.h"
 
@@ -39,8 +39,7 @@ struct TrackRecord {
 };
 
 // Empties the record and loads what stays the same for the track; the ephemeris is the caller's to set.
-// `constellation` is the index into kConstellations.
-void startTrack(TrackRecord& record, const RunConfig& config, size_t constellation);
+void startTrack(TrackRecord& record, const RunConfig& config, const Constellation& constellation);
 
 // Keeps a sample taken at t (s since 1980-01-06) in the given slot. False, with nothing kept, without a slot, when the
 // record is full, or when its ephemeris is not usable at t.
@@ -48,7 +47,7 @@ bool trackSample(TrackRecord& record, int slot, uint32_t t, const CodePair& code
 
 // The line of a track closed at t, its last instant: every sample corrected, lines fitted and evaluated at the middle
 // of the track. Group delays, clock and position are those of the satellite of the record's ephemeris, whichever
-// satellite the codes are of. `station` is the frame of the run's station. Fills all of `line` but svid and healthCode.
+// satellite the codes are of. `station` is the frame of the run's station. Fills all of `line` but svid.
 // False without 21 samples or below the elevation mask; then `line` may be partly written.
 bool finishTrack(const TrackRecord& record, uint32_t t, const RunConfig& config, const Qon::Nav::LocalFrame& station,
                  DataLine& line);

@@ -1,5 +1,6 @@
 #include "cggtts/trackengine.h"
 
+#include "cggtts/writer.h"
 #include "utils/geometry/constants.h"
 #include "utils/geometry/navtools.h"
 
@@ -9,12 +10,6 @@ namespace {
 
 constexpr size_t kLineBufferCapacity = 3000;
 constexpr size_t kLineBufferFull = 2850;  // no line is begun from here on
-
-size_t firstRecordOf(size_t constellation) {
-    size_t first = 0;
-    for (size_t i = 0; i < constellation; ++i) first += constellationSatellites(kConstellations[i]);
-    return first;
-}
 
 // The codes of a constellation's two signals; where several slots hold the same signal, the last one's.
 CodePair findCodes(const ZeltMeasSat& satellite, const Constellation& constellation) {
@@ -33,7 +28,9 @@ CggttsProcessor::CggttsProcessor(const RunConfig& config, const EphemerisStore& 
     for (std::string& buffer : lineBuffers_) buffer.reserve(kLineBufferCapacity);
 }
 
-int CggttsProcessor::slotAt(uint32_t t) const { return slotIndex(t, config_.contiguous, contiguousAnchor_); }
+int CggttsProcessor::slotAt(uint32_t t) const {
+    return config_.isContiguous ? contiguousSlotIndex(t, contiguousAnchor_) : slotIndex(t);
+}
 
 bool CggttsProcessor::addEpoch(const ZeltMeasEpoch& epoch) {
     const uint32_t t = epoch.wnc * kSecondsPerWeek + epoch.tow / 1000;
@@ -49,44 +46,50 @@ void CggttsProcessor::startTracks(uint32_t t) {
     const bool goesOn = lastSampleTime_ && slotAt(t) != 0 && t == *lastSampleTime_ + kSampleSpacing;
     lastSampleTime_ = t;
     if (goesOn) return;
-    auto record = tracks_.begin();
-    for (size_t c = 0; c < kConstellations.size(); ++c) {
-        for (int svid = kConstellations[c].firstSvid; svid <= kConstellations[c].lastSvid; ++svid, ++record) {
+    for (const Constellation& constellation : kConstellations) {
+        for (int svid = constellation.firstSvid; svid <= constellation.lastSvid; ++svid) {
             const Ephemeris& ephemeris = store_.slots[static_cast<size_t>(svid)];
-            if (std::holds_alternative<std::monostate>(ephemeris)) continue;
-            record->ephemeris = ephemeris;
-            startTrack(*record, config_, c);
+            if (IsEmpty(ephemeris)) continue;
+            TrackRecord& record = recordOf(svid, constellation);
+            record.ephemeris = ephemeris;
+            startTrack(record, config_, constellation);
         }
     }
 }
 
+// GLONASS has one number more than records (deliberate): satellites of unknown slot land in the record that follows,
+// Galileo's first.
+TrackRecord& CggttsProcessor::recordOf(int svid, const Constellation& constellation) {
+    return tracks_[constellation.firstRecord + static_cast<size_t>(svid - constellation.firstSvid)];
+}
+
 void CggttsProcessor::addSatellite(const ZeltMeasSat& satellite, uint32_t t, int slot) {
-    const size_t c = constellationOf(satellite.svid);
-    if (c == kConstellations.size()) return;
-    const CodePair codes = findCodes(satellite, kConstellations[c]);
+    const Constellation* constellation = constellationOf(satellite.svid);
+    if (constellation == nullptr) return;
+    const CodePair codes = findCodes(satellite, *constellation);
     if (!(codes.code1 > kAvailableAbove && codes.code2 > kAvailableAbove)) return;
-    // GLONASS has one number more than records (deliberate): satellites of unknown slot land in the record that
-    // follows, Galileo's first.
-    TrackRecord& record = tracks_[firstRecordOf(c) + satellite.svid - kConstellations[c].firstSvid];
+    TrackRecord& record = recordOf(satellite.svid, *constellation);
     if (trackSample(record, slot, t, codes) && !station_) station_ = LocalFrameAt(record.antennaPos);
 }
 
 bool CggttsProcessor::closeTracks(uint32_t t) {
     if (slotAt(t) != kLastSlot) return false;
-    const LocalFrame station = station_.value_or(LocalFrame{});  // without a sample there is no line to need it
-    bool waiting = false;
-    auto record = tracks_.begin();
-    for (size_t c = 0; c < kConstellations.size(); ++c) {
-        std::string& buffer = lineBuffers_[c];
-        buffer.clear();
-        for (int svid = kConstellations[c].firstSvid; svid <= kConstellations[c].lastSvid; ++svid, ++record) {
-            DataLine line;
-            const bool hasRoom = buffer.size() < kLineBufferFull;
-            if (!hasRoom || !finishTrack(*record, t, config_, station, line)) continue;
-            line.svid = static_cast<uint8_t>(svid);
-            formatDataLine(line, buffer);
-        }
-        waiting = waiting || !buffer.empty();
+    bool isWaiting = false;
+    for (const Constellation& constellation : kConstellations) {
+        closeConstellation(t, constellation);
+        isWaiting = isWaiting || !lineBuffer(constellation).empty();
     }
-    return waiting;
+    return isWaiting;
+}
+
+void CggttsProcessor::closeConstellation(uint32_t t, const Constellation& constellation) {
+    const LocalFrame station = station_.value_or(LocalFrame{});  // without a sample there is no line to need it
+    std::string& lines = lineBuffers_[constellation.index];
+    lines.clear();
+    for (int svid = constellation.firstSvid; svid <= constellation.lastSvid && lines.size() < kLineBufferFull; ++svid) {
+        DataLine line;
+        if (!finishTrack(recordOf(svid, constellation), t, config_, station, line)) continue;
+        line.svid = static_cast<uint8_t>(svid);
+        formatDataLine(line, lines);
+    }
 }

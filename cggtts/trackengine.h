@@ -22,9 +22,11 @@ public:
     // of the last sample, change nothing.
     bool addEpoch(const ZeltMeasEpoch& epoch);
 
-    // The lines of the last closing, per index into kConstellations, by satellite number. No line is begun behind
-    // 2850 characters: 23 lines are the most (deliberate).
-    std::string& lineBuffer(size_t constellation) { return lineBuffers_[constellation]; }
+    // The lines of the last closing, by satellite number. No line is begun behind 2850 characters: 23 lines are the
+    // most (deliberate).
+    const std::string& lineBuffer(const Constellation& constellation) const {
+        return lineBuffers_[constellation.index];
+    }
 
     // The last sample instant, s since 1980-01-06; 0 before the first.
     uint32_t lastSampleTime() const { return lastSampleTime_.value_or(0); }
@@ -32,6 +34,8 @@ public:
 private:
     void startTracks(uint32_t t);
     bool closeTracks(uint32_t t);
+    void closeConstellation(uint32_t t, const Constellation& constellation);
+    TrackRecord& recordOf(int svid, const Constellation& constellation);
     void addSatellite(const ZeltMeasSat& satellite, uint32_t t, int slot);
     int slotAt(uint32_t t) const;
 

@@ -15,39 +15,46 @@ using namespace Qon::Nav;
 
 namespace {
 
-// How a value becomes the integer of its column: round(value * factor / divisor).
-struct Scale {
-    double factor;
-    double divisor;
-};
-constexpr Scale kTenthDegrees{1800.0, Qon::Nav::kIcdPi};
-constexpr Scale kTenthNs{33.3564095198152, 1};    // m
-constexpr Scale kTenthPs{33356.409519815206, 1};  // m/s
-constexpr Scale kAsIs{1, 1};
+constexpr double kTenthDegreesPerPi = 1800.0;
+constexpr double kTenthNsPerMetre = 33.3564095198152;
+constexpr double kTenthPsPerMetre = 33356.409519815206;
 
+// A value outside the range of the integer, or not a number, becomes the lowest integer.
+int32_t rounded(double value) {
+    const double integer = std::round(value);
+    if (!(integer >= std::numeric_limits<int32_t>::min() && integer <= std::numeric_limits<int32_t>::max())) {
+        return std::numeric_limits<int32_t>::min();
+    }
+    return static_cast<int32_t>(integer);
+}
+
+int32_t tenthDegrees(double angle) { return rounded(angle * kTenthDegreesPerPi / kIcdPi); }
+int32_t tenthNs(double length) { return rounded(length * kTenthNsPerMetre); }
+int32_t tenthPs(double rate) { return rounded(rate * kTenthPsPerMetre); }
+
+// The numeric columns from ELV to HC, each behind a blank.
 struct Column {
-    int width;
-    double DataLine::*value;
-    Scale scale;
+    size_t width;
+    int32_t (*value)(const DataLine&);
 };
 constexpr Column kColumns[] = {
-    {3, &DataLine::elevation, kTenthDegrees},
-    {4, &DataLine::azimuth, kTenthDegrees},
-    {11, &DataLine::refsv, kTenthNs},
-    {6, &DataLine::srsv, kTenthPs},
-    {11, &DataLine::refsys, kTenthNs},
-    {6, &DataLine::srsys, kTenthPs},
-    {4, &DataLine::dsg, kTenthNs},
-    {3, &DataLine::ioe, kAsIs},
-    {4, &DataLine::mdtr, kTenthNs},
-    {4, &DataLine::smdt, kTenthPs},
-    {4, &DataLine::mdio, kTenthNs},
-    {4, &DataLine::smdi, kTenthPs},
-    {4, &DataLine::mdio, kTenthNs},  // MSIO
-    {4, &DataLine::smdi, kTenthPs},  // SMSI
-    {3, &DataLine::isg, kTenthNs},
-    {2, &DataLine::frequencyChannel, kAsIs},
-    {2, &DataLine::healthCode, kAsIs},
+    {3, [](const DataLine& line) { return tenthDegrees(line.elevation); }},
+    {4, [](const DataLine& line) { return tenthDegrees(line.azimuth); }},
+    {11, [](const DataLine& line) { return tenthNs(line.refsv); }},
+    {6, [](const DataLine& line) { return tenthPs(line.srsv); }},
+    {11, [](const DataLine& line) { return tenthNs(line.refsys); }},
+    {6, [](const DataLine& line) { return tenthPs(line.srsys); }},
+    {4, [](const DataLine& line) { return tenthNs(line.dsg); }},
+    {3, [](const DataLine& line) { return int32_t{line.ioe}; }},
+    {4, [](const DataLine& line) { return tenthNs(line.mdtr); }},
+    {4, [](const DataLine& line) { return tenthPs(line.smdt); }},
+    {4, [](const DataLine& line) { return tenthNs(line.mdio); }},
+    {4, [](const DataLine& line) { return tenthPs(line.smdi); }},
+    {4, [](const DataLine& line) { return tenthNs(line.mdio); }},  // MSIO
+    {4, [](const DataLine& line) { return tenthPs(line.smdi); }},  // SMSI
+    {3, [](const DataLine& line) { return tenthNs(line.isg); }},
+    {2, [](const DataLine& line) { return int32_t{line.frequencyNumber}; }},
+    {2, [](const DataLine&) { return int32_t{0}; }},  // HC, the receiver's hardware channel: 0 when it is not told
 };
 
 // Both header lines above the columns.
@@ -57,25 +64,15 @@ constexpr const char* kColumnTitles =
     "             hhmmss  s  .1dg .1dg    .1ns     .1ps/s     .1ns    .1ps/s .1ns     "
     ".1ns.1ps/s.1ns.1ps/s.1ns.1ps/s.1ns\n";
 
-// A value outside the range of the integer, or not a number, becomes the lowest integer.
-int32_t roundedInteger(double value, const Scale& scale) {
-    const double rounded = std::round(value * scale.factor / scale.divisor);
-    if (!(rounded >= std::numeric_limits<int32_t>::min() && rounded <= std::numeric_limits<int32_t>::max())) {
-        return std::numeric_limits<int32_t>::min();
-    }
-    return static_cast<int32_t>(rounded);
-}
-
-void appendColumn(const DataLine& line, const Column& column, std::string& text) {
-    const auto width = static_cast<size_t>(column.width);
-    std::string digits = std::to_string(roundedInteger(line.*column.value, column.scale));
+void appendColumn(int32_t value, size_t width, std::string& text) {
+    std::string digits = std::to_string(value);
     if (digits.size() > width) digits.assign(width, '*');
     text.append(1 + width - digits.size(), ' ').append(digits);
 }
 
 const char* frcOf(int svid) {
-    const size_t c = constellationOf(svid);
-    return kConstellations[c < kConstellations.size() ? c : 0].frc;
+    const Constellation* constellation = constellationOf(svid);
+    return constellation == nullptr ? kConstellations[0].frc : constellation->frc;
 }
 
 std::string twoCharacterCode(const std::string& code) {
@@ -161,7 +158,7 @@ void formatDataLine(const DataLine& line, std::string& text) {
                   static_cast<unsigned>(modifiedJulianDate(line.trackStart)), second / 3600, second / 60 % 60,
                   second % 60, static_cast<unsigned>(kTrackLength));
     text += front;
-    for (const Column& column : kColumns) appendColumn(line, column, text);
+    for (const Column& column : kColumns) appendColumn(column.value(line), column.width, text);
     text.append(" ").append(frcOf(line.svid)).append(" ");
     char checksum[4];
     std::snprintf(checksum, sizeof checksum, "%02X\n", static_cast<unsigned>(cggttsChecksum(text.substr(start))));

@@ -5,32 +5,10 @@
 #include <string>
 
 #include "cggtts/constellations.h"
+#include "cggtts/dataline.h"
 #include "cggtts/runconfig.h"
 
 constexpr const char* kProgramVersion = "zelt2cggtts-" ZELT_VERSION;
-
-// The values of one data line. Lengths are in m (delays as c times the delay), rates in m/s, angles in rad. A value
-// that rounds to more characters than its column has is printed as asterisks; before that, one that is no number, or
-// beyond 32 bits in its column's unit, becomes -2147483648.
-struct DataLine {
-    uint8_t svid = 0;
-    uint32_t trackStart = 0;  // s since 1980-01-06
-    double elevation = 0;
-    double azimuth = 0;
-    double refsv = 0;
-    double srsv = 0;
-    double refsys = 0;
-    double srsys = 0;
-    double dsg = 0;
-    double ioe = 0;
-    double mdtr = 0;
-    double smdt = 0;
-    double mdio = 0;  // measured; printed as MDIO and as MSIO, as its slope
-    double smdi = 0;
-    double isg = 0;
-    double frequencyChannel = 0;  // GLONASS -7 to 6, 0 for the others
-    double healthCode = 0;
-};
 
 struct HeaderTexts {
     std::string receiverName;
@@ -57,5 +35,7 @@ std::string makeFileName(const Constellation& constellation, const std::string& 
 // loses its line end, deliberately).
 std::string formatHeader(size_t constellation, const HeaderTexts& texts, const RunConfig& config);
 
-// Appends one data line of 127 columns and a line feed.
+// Appends one data line of 127 columns and a line feed. A value that rounds to more characters than its column has is
+// printed as asterisks; before that, one that is no number, or beyond 32 bits in its column's unit, becomes
+// -2147483648.
 void formatDataLine(const DataLine& line, std::string& text);

@@ -7,9 +7,11 @@
 #include <random>
 
 #include "cggtts/track.h"
+#include "cggtts/writer.h"
 #include "fuzz/support.h"
 #include "utils/nav/navdatadecoder/satnavdecoder/ephemerisstore.h"
 #include "utils/nav/positionfilter/models/orbits/orbits.h"
+#include "utils/nav/positionfilter/models/orbits/satellitemodel.h"
 #include "utils/zeltdata/zeltnav.h"
 
 extern "C" size_t LLVMFuzzerMutate(uint8_t* data, size_t size, size_t maxSize);
@@ -32,43 +34,30 @@ constexpr size_t kDelay = 24;      // f64, ns
 // Makes a value be computed of which nothing is asked.
 void use(double value) { asm volatile("" ::"m"(value)); }
 
-double referenceTime(const Ephemeris& any) {
-    return std::visit(
-        [](const auto& ephemeris) {
-            if constexpr (std::is_same_v<decltype(ephemeris), const std::monostate&>)
-                return 0.0;
-            else
-                return ReferenceTime(ephemeris);
-        },
-        any);
-}
-
 void useEphemeris(const Ephemeris& ephemeris, double t) {
-    Vector3 position;
-    GlonassArc arc;
-    GetSatPosition(ephemeris, t, kExampleStation, arc, position);
-    use(position.x + GetSatClockBias(ephemeris, t) + GetRelativisticCorr(ephemeris, t));
+    SatelliteModel model(ephemeris);
+    use(model.GetSatPosition(t, kExampleStation).x + model.GetSatClockBias(t) + model.GetRelativisticCorr(t));
     for (int signal = -1; signal <= kNoSignal; ++signal) {
         if (const auto* gps = std::get_if<GpsEphemeris>(&ephemeris)) use(OM_GetSatClockGPS(*gps, signal, t).drift);
         if (const auto* gal = std::get_if<GalEphemeris>(&ephemeris)) use(OM_GetSatClockGAL(*gal, signal, t).drift);
         if (const auto* glo = std::get_if<GloEphemeris>(&ephemeris)) use(OM_GetSatClockGLO(*glo, signal, t).drift);
         if (const auto* bds = std::get_if<BdsEphemeris>(&ephemeris)) use(OM_GetSatClockBDS(*bds, signal, t).drift);
     }
-    const int issue = IssueOfEphemeris(ephemeris);
+    const int issue = HeadOf(ephemeris).issue;
     require(issue >= 0 && issue <= 999, "an issue of ephemeris of three digits");
 }
 
 void computeTrack(const Ephemeris& ephemeris, uint32_t end, int svid, Bytes settings) {
-    const size_t c = constellationOf(svid) % kConstellations.size();
-    const Constellation& row = kConstellations[c];
+    const Constellation* known = constellationOf(svid);
+    const Constellation& row = known != nullptr ? *known : kConstellations[0];
     RunConfig config = stationConfig();
     config.elevationMask = -91;
     if ((settings.u8(kHow) & 1) != 0) config.leapSeconds = settings.i32(kLeap);
     config.*row.delay1 = settings.f64(kDelay);
-    if ((settings.u8(kHow) & 2) != 0) config.phaseCentre[c] = {settings.f64(kDelay), settings.f64(kCode2), 0};
+    if ((settings.u8(kHow) & 2) != 0) config.phaseCentre[row.index] = {settings.f64(kDelay), settings.f64(kCode2), 0};
     TrackRecord record;
     record.ephemeris = ephemeris;
-    startTrack(record, config, c);
+    startTrack(record, config, row);
     for (int slot = 0; slot < kSlotsPerTrack; ++slot) {
         const uint32_t t = end - static_cast<uint32_t>(kLastSlot - slot) * kSampleSpacing;
         const int given = (settings.u8(kHow) & 4) != 0 ? 0 : slot;  // all x the same: no line through them
@@ -79,7 +68,7 @@ void computeTrack(const Ephemeris& ephemeris, uint32_t end, int svid, Bytes sett
     require(record.sampleCount >= 0 && record.sampleCount <= kSlotsPerTrack, "the number of samples");
     DataLine line;
     line.svid = static_cast<uint8_t>(svid);
-    if (!finishTrack(record, end, config, LocalFrameAt(config.phaseCentre[c]), line)) return;
+    if (!finishTrack(record, end, config, LocalFrameAt(record.antennaPos), line)) return;
     require(record.sampleCount >= kMinSamples, "samples enough for a line");
     std::string text;
     formatDataLine(line, text);
@@ -99,11 +88,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     StoreNavBlock(store, fixed.bytes());
     const uint8_t svid = fixed.bytes().u8(kZeltSvidOffset);
     for (size_t i = 0; i < store.slots.size(); ++i) {
-        require(i == svid || std::holds_alternative<std::monostate>(store.slots[i]), "no slot but the satellite's");
+        require(i == svid || IsEmpty(store.slots[i]), "no slot but the satellite's");
     }
     const Ephemeris& ephemeris = store.slots[svid];
     // Reference times fit 32 bits: they are computed in as many.
-    const auto reference = static_cast<uint32_t>(referenceTime(ephemeris));
+    const auto reference = static_cast<uint32_t>(HeadOf(ephemeris).referenceTime);
     const uint32_t end = reference + static_cast<uint32_t>(settings.i16(kTimeOffset));
     use(IsEphemerisUsable(ephemeris, end) ? 1 : 0);
     useEphemeris(ephemeris, end);

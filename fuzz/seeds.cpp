@@ -27,7 +27,7 @@ void writeEpochSeed(const std::string& name, const std::vector<Bytes>& blocks, u
 
 // A track of the compact example, from the reference epoch before it on, with every other ephemeris.
 void writeTrackSeed(const std::vector<Bytes>& blocks) {
-    const auto slotAt = [](int64_t second) { return slotIndex(static_cast<uint32_t>(second), false, 0); };
+    const auto slotAt = [](int64_t second) { return slotIndex(static_cast<uint32_t>(second)); };
     ByteVector seed = copyOf(blocks[0]);
     bool isTrack = false;
     for (const Bytes block : blocks) {

@@ -61,7 +61,7 @@ TEST_F(CommandLineTest, ValuesGluedOrApart) {
     EXPECT_EQ(config.delayCable, 78.4);
     EXPECT_EQ(config.elevationMask, 5);
     EXPECT_EQ(config.leapSeconds, 18);
-    EXPECT_TRUE(config.contiguous);
+    EXPECT_TRUE(config.isContiguous);
     const std::vector<std::string> texts = {options.laboratoryCode,  options.laboratory,  options.receiverId,
                                             options.firmwareVersion, options.productName, options.excluded};
     EXPECT_EQ(texts, (std::vector<std::string>{"XY", "Paris", "7_", "5.30", "ZeltRx", "RE"}));

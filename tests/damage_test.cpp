@@ -27,7 +27,7 @@ struct Example {
         const ByteVector log = readLog(kExampleLog);
         for (const Bytes block : blocksOf(viewOf(log))) {
             const bool isEpoch = zeltNumber(block) == kZeltMeasEpoch;
-            const int slot = slotIndex(static_cast<uint32_t>(secondOf(block)), false, 0);
+            const int slot = slotIndex(static_cast<uint32_t>(secondOf(block)));
             if (isEpoch && slot == 0) tracks.emplace_back();
             if (tracks.size() > kTracks) break;
             if (isEpoch && slot != kNoSlot && !tracks.empty()) tracks.back() += copyOf(block);

@@ -50,7 +50,7 @@ TEST(Geometry, AzimuthAndElevation) {
     // Seen from the pole by the equator's horizon, "up" is the equator's.
     const AzEl kept = GetAzEl({1e7, 0, 6356752}, {0, 0, 6356752}, station);
     EXPECT_NEAR(kept.elevation, 90 * kRadian, 1e-6);
-    EXPECT_FALSE(GetLineOfSight(receiver, {receiver.x + 0.5, 0, 0}).valid);
+    EXPECT_FALSE(GetLineOfSight(receiver, {receiver.x + 0.5, 0, 0}).isValid);
 }
 
 TEST(Satellites, NamesAndConstellations) {

@@ -59,7 +59,7 @@ struct StoreTest : testing::Test {
         zeltFixNavBlock(viewOf(builder.done()), fixed);
         StoreNavBlock(store, fixed.bytes());
     }
-    int issueOf(size_t svid) const { return IssueOfEphemeris(store.slots[svid]); }
+    int issueOf(size_t svid) const { return HeadOf(store.slots[svid]).issue; }
 };
 
 TEST_F(StoreTest, NewestWinsWithinItsConstellation) {
@@ -79,8 +79,7 @@ TEST_F(StoreTest, NewestWinsWithinItsConstellation) {
                  {kZeltBdsNav, 0, 0, false},  {kZeltBdsNav, 255, 0, false}};
     for (const auto& c : cases) {
         add(navBlock(c.number, c.svid));
-        EXPECT_EQ(!std::holds_alternative<std::monostate>(store.slots[c.slot]), c.isStored)
-            << c.number << ' ' << c.svid;
+        EXPECT_EQ(!IsEmpty(store.slots[c.slot]), c.isStored) << c.number << ' ' << c.svid;
     }
 }
 

@@ -9,7 +9,9 @@
 #include "utils/geometry/navtools.h"
 #include "utils/geometry/satnames.h"
 #include "utils/nav/navdatadecoder/satnavdecoder/ephemerisstore.h"
+#include "utils/nav/positionfilter/models/orbits/glonassorbit.h"
 #include "utils/nav/positionfilter/models/orbits/keplerorbit.h"
+#include "utils/nav/positionfilter/models/orbits/satellitemodel.h"
 #include "utils/zeltdata/zeltnav.h"
 
 using namespace Qon::Nav;
@@ -22,18 +24,10 @@ Vector3 minus(const Vector3& a, const Vector3& b) { return {a.x - b.x, a.y - b.y
 double length(const Vector3& a) { return std::hypot(a.x, a.y, a.z); }
 double dot(const Vector3& a, const Vector3& b) { return a.x * b.x + a.y * b.y + a.z * b.z; }
 
-Vector3 positionAt(const Ephemeris& ephemeris, double t) {
-    Vector3 position;
-    GlonassArc arc;
-    GetSatPosition(ephemeris, t, position, arc, position);  // seen from the Earth's centre
-    return position;
-}
+// As seen from the Earth's centre.
+Vector3 positionAt(const Ephemeris& ephemeris, double t) { return SatelliteModel(ephemeris).GetSatPosition(t, {}); }
 
-double timeOf(const std::monostate& /*empty*/) { return 0; }
-double timeOf(const auto& ephemeris) { return ReferenceTime(ephemeris); }
-double referenceTime(const Ephemeris& any) {
-    return std::visit([](const auto& ephemeris) { return timeOf(ephemeris); }, any);
-}
+double referenceTime(const Ephemeris& ephemeris) { return HeadOf(ephemeris).referenceTime; }
 
 // Every healthy ephemeris of the example log, in order, per satellite.
 std::map<int, std::vector<Ephemeris>> exampleEphemerides() {
@@ -72,7 +66,9 @@ TEST(Orbits, NeighbouringEphemeridesAgree) {
             if (!IsEphemerisUsable(a, t) || !IsEphemerisUsable(b, t)) continue;
             ++pairs[code];
             EXPECT_LT(length(minus(positionAt(a, t), positionAt(b, t))), limits.at(code).orbit) << svid << ' ' << t;
-            EXPECT_NEAR(GetSatClockBias(a, t), GetSatClockBias(b, t), limits.at(code).clock) << svid << ' ' << t;
+            EXPECT_NEAR(SatelliteModel(a).GetSatClockBias(t), SatelliteModel(b).GetSatClockBias(t),
+                        limits.at(code).clock)
+                << svid << ' ' << t;
         }
     }
     for (const auto& [code, limit] : limits) EXPECT_GE(pairs[code], limit.minimumPairs) << code;
@@ -86,7 +82,9 @@ TEST(Orbits, RelativityFollowsFromTheMotion) {
         const auto at = [&, &all = ephemerides](double dt) { return positionAt(all[0], t + dt); };
         const double expected = -2 * dot(at(0), minus(at(0.5), at(-0.5))) / kC;
         const bool inItsClock = SVIDToConstellation(svid) == kGlonass;
-        EXPECT_NEAR(GetRelativisticCorr(ephemerides[0], t), inItsClock ? 0 : expected, inItsClock ? 0 : 0.02) << svid;
+        EXPECT_NEAR(SatelliteModel(ephemerides[0]).GetRelativisticCorr(t), inItsClock ? 0 : expected,
+                    inItsClock ? 0 : 0.02)
+            << svid;
     }
 }
 
@@ -117,8 +115,7 @@ TEST(Orbits, KeplersEquation) {
 TEST(Orbits, GlonassIntegrationEnds) {
     const Ephemeris any = exampleEphemerides().lower_bound(38)->second.at(0);
     const auto& ephemeris = std::get<GloEphemeris>(any);
-    GlonassArc arc;
-    const auto at = [&](double dt) { return OM_GetSatPosGLO(ephemeris, ReferenceTime(ephemeris) + dt, arc); };
+    const auto at = [&](double dt) { return OM_GetSatPosGLO(ephemeris, ephemeris.referenceTime + dt); };
     EXPECT_EQ(at(0)->x, ephemeris.position.x * 1000);
     EXPECT_EQ(at(0)->z, ephemeris.position.z * 1000);
     for (const double side : {-1.0, 1.0}) {
@@ -127,21 +124,29 @@ TEST(Orbits, GlonassIntegrationEnds) {
         EXPECT_FALSE(at(side * INFINITY));
     }
     EXPECT_FALSE(at(NAN));
-    Vector3 kept{2e7, 0, 0};
-    GetSatPosition(any, 0, {0, 0, 0}, arc, kept);  // far outside: the caller's position is turned
-    EXPECT_EQ(kept.x, 2e7);
-    EXPECT_NEAR(kept.y, -2e7 * 2e7 / kC * 7.2921151467e-5, 1e-3);
+    EXPECT_EQ(length(positionAt(any, ephemeris.referenceTime + 1920)), 0);
+}
+
+TEST(Orbits, PositionsTurnWithTheEarthDuringTheTravel) {
+    const Vector3 receiver{3582105, 532589, 5232754};
+    const Ephemeris any = exampleEphemerides().begin()->second.at(0);
+    const auto& gps = std::get<GpsEphemeris>(any);
+    const Vector3 still = OM_GetSatPosGPS(gps, gps.referenceTime);
+    const Vector3 turned = SatelliteModel(any).GetSatPosition(gps.referenceTime, receiver);
+    const double angle = length(minus(still, receiver)) / kC * 7.2921151467e-5;
+    EXPECT_NEAR(turned.x - still.x, angle * still.y, 1e-6);
+    EXPECT_NEAR(turned.y - still.y, -angle * still.x, 1e-6);
+    EXPECT_EQ(turned.z, still.z);
 }
 
 // Instants in any order share an arc; each position must be what a fresh integration gives.
 TEST(Orbits, GlonassArcChangesNothing) {
     const Ephemeris any = exampleEphemerides().lower_bound(38)->second.at(0);
     const auto& ephemeris = std::get<GloEphemeris>(any);
-    GlonassArc shared;
+    GlonassArc shared(ephemeris);
     for (const double dt : {900.0, 870.0, -10.0, -900.5, -80.0, 79.9, 80.0, 1919.0, 2000.0, 240.0, double{NAN}, -1.0}) {
-        GlonassArc fresh;
-        const auto expected = IntegrateGlonass(ephemeris, dt, fresh);
-        const auto position = IntegrateGlonass(ephemeris, dt, shared);
+        const auto expected = OM_GetSatPosGLO(ephemeris, ephemeris.referenceTime + dt);
+        const auto position = shared.positionAt(ephemeris.referenceTime + dt);
         ASSERT_EQ(position.has_value(), expected.has_value()) << dt;
         if (!expected) continue;
         EXPECT_EQ(position->x, expected->x) << dt;
@@ -151,7 +156,7 @@ TEST(Orbits, GlonassArcChangesNothing) {
 
 TEST(Clocks, PolynomialAndGroupDelays) {
     GpsEphemeris gps;
-    gps.clock = {kTestWeek, 1000, 1e-4, 1e-11F, 1e-15F};
+    gps.clock = {GpsTime(kTestWeek, 1000), 1e-4, 1e-11F, 1e-15F};
     gps.tgd = 5e-9F;
     const double t = GpsTime(kTestWeek, 1000) + 100;
     EXPECT_NEAR(OM_GetSatClockGPS(gps, 0, t).offset, kC * (1e-4 + 1e-9 + 1e-11), 1e-8);

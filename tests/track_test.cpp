@@ -3,10 +3,14 @@
 
 #include <cmath>
 
-#include "app/driver.h"
+#include "app/output.h"
+#include "app/pass.h"
+#include "cggtts/track.h"
 #include "cggtts/troposphere.h"
 #include "tests/support/logs.h"
 #include "tests/support/satellite.h"
+#include "utils/nav/navdatadecoder/satnavdecoder/makeephemeris.h"
+#include "utils/zeltdata/zeltnav.h"
 
 using namespace Qon::Nav;
 
@@ -82,7 +86,7 @@ TEST_F(TrackTest, MaskWindowAndExclusion) {
 
 // Contiguous tracks begin at the first epoch, wherever the schedule's tracks are.
 TEST_F(TrackTest, ContiguousTracksStartAtTheFirstEpoch) {
-    config.contiguous = true;
+    config.isContiguous = true;
     const std::string line = linesOf(simulate(kGpsSatellite, 27)).at(0);
     EXPECT_EQ(line.substr(12, 7), " 001030");
     EXPECT_NEAR(field(line, 52, 12), 4809246 + 60, 1);  // evaluated 30 s later, at 0.2 ns/s
@@ -115,7 +119,7 @@ TEST_F(TrackTest, TheFirstSampleFixesTheStation) {
 
 // The very first second of GPS time is an instant like any other: it anchors the contiguous tracks.
 TEST_F(TrackTest, TimeMayBeginAtTheOrigin) {
-    config.contiguous = true;
+    config.isContiguous = true;
     config.elevationMask = -90;
     ByteVector log = BlockBuilder(navBlock(kGpsSatellite)).u16(kZeltWncOffset, 0).u32(88, 0).u16(138, 0).done();
     for (uint32_t i = 0; i <= 26; ++i) {
@@ -128,7 +132,7 @@ TEST_F(TrackTest, TimeMayBeginAtTheOrigin) {
 }
 
 TEST_F(TrackTest, NumericOnlyReplacesCapitals) {
-    options.numericOnly = true;
+    options.isNumericOnly = true;
     EXPECT_EQ(linesOf(simulate(kGpsSatellite)).at(0).substr(0, 7), "005 00 ");
     std::string filter = "AZaz@[09";
     matlabFilter(filter);
@@ -172,7 +176,7 @@ TEST(FinishTrack, SingleValuesAreSingle) {
     RunConfig config;
     config.leapSeconds = 18;
     config.phaseCentre.fill(kStation);
-    startTrack(record, config, 0);
+    startTrack(record, config, kConstellations[0]);
     const uint32_t start = kTestWeek * kSecondsPerWeek + kTrackStart;
     for (int slot = 0; slot < kSlotsPerTrack; ++slot) {
         const uint32_t t = start + 30 * static_cast<uint32_t>(slot + 1);

@@ -123,14 +123,14 @@ TEST(Schedule, AgreesWithTheBipmList) {
             const uint32_t minute = (2 + 16 * i + 1436 * 1000 - 4 * (mjd - 50722)) % 1436;
             for (uint32_t slot = 0; slot < 26; ++slot) {
                 const uint32_t t = midnightOf(mjd) + minute * 60 + 30 * (slot + 1);
-                ASSERT_EQ(slotIndex(t, false, 0), static_cast<int>(slot)) << mjd << ' ' << i;
+                ASSERT_EQ(slotIndex(t), static_cast<int>(slot)) << mjd << ' ' << i;
             }
         }
-        for (uint32_t t = 0; t < 86160; t += 30) tracks += slotIndex(midnightOf(mjd) + t, false, 0) == 0 ? 1 : 0;
+        for (uint32_t t = 0; t < 86160; t += 30) tracks += slotIndex(midnightOf(mjd) + t) == 0 ? 1 : 0;
         EXPECT_EQ(tracks, 89);
     }
     for (const uint32_t phase : {120U, 930U, 85470U, 85500U}) {
-        EXPECT_EQ(slotIndex(kScheduleOrigin + phase, false, 0), kNoSlot) << phase;
+        EXPECT_EQ(slotIndex(kScheduleOrigin + phase), kNoSlot) << phase;
     }
 }
 
@@ -148,7 +148,7 @@ TEST(Schedule, NoSampleInstantIsPassedOver) {
 TEST(Schedule, ContiguousTracksHaveNoGaps) {
     constexpr uint32_t kAnchor = 1276992000 + 90;
     for (uint32_t n = 0; n < 100; ++n) {
-        EXPECT_EQ(slotIndex(kAnchor + n * 30, true, kAnchor), static_cast<int>((n + 25) % 26));
+        EXPECT_EQ(contiguousSlotIndex(kAnchor + n * 30, kAnchor), static_cast<int>((n + 25) % 26));
     }
 }
 

@@ -159,7 +159,7 @@ CreatedFiles convertFile(const RunConfig& config, const RunOptions& options) {
     }
     for (const auto& [name, text] : files) {
         fs::remove(name);
-        checkFile(text, options.numericOnly);
+        checkFile(text, options.isNumericOnly);
     }
     return files;
 }

@@ -25,9 +25,9 @@ struct LocalFrame {
 };
 
 struct LineOfSight {
-    Vector3 difference;  // satellite - receiver, m
-    double range = 0;    // its length, m
-    bool valid = false;  // false when the two points are within 1 m of each other (or the range is not a number)
+    Vector3 difference;    // satellite - receiver, m
+    double range = 0;      // its length, m
+    bool isValid = false;  // false when the two points are within 1 m of each other (or the range is not a number)
 };
 
 // azimuth: from north over east, 0 to 2 pi. elevation: -pi/2..pi/2; NaN when the range is 0.

@@ -1,5 +1,7 @@
-// Broadcast ephemerides: one record per constellation, made from the navigation blocks.
-// Angles are in semicircles, lengths in metres, times in seconds, as broadcast; weeks are full GPS weeks.
+// Broadcast ephemerides: one record per constellation, and whether it may be used at an instant.
+//
+// Instants are GPS time, s since 1980-01-06 00:00 with whole weeks counted. Orbits are as broadcast: angles in
+// semicircles, their rates per second, lengths in m.
 #pragma once
 
 #include <cstdint>
@@ -7,110 +9,88 @@
 
 #include "utils/geometry/constants.h"
 #include "utils/geometry/geometry.h"
-#include "utils/zeltdata/zeltblock.h"
 
 namespace Qon::Nav {
 
+// What a track asks of every record, whatever its constellation: settled when the record is made.
+struct EphemerisHead {
+    uint8_t svid = 0;          // internal satellite number
+    bool isHealthy = false;    // by the satellite's own word
+    int issue = 0;             // of ephemeris, 0 to 999, as CGGTTS prints it
+    int frequencyNumber = 0;   // GLONASS, -7 to 6 (a damaged block may say -8 to 247); 0 for the others
+    double referenceTime = 0;  // of the orbit, GPS time, s
+    double span = 0;           // s: usable closer to the reference time than this, before it and after it
+};
+
 // Kepler elements with harmonic corrections, referred to t_oe.
 struct KeplerOrbit {
-    uint16_t wnToe = 0;
-    uint32_t toe = 0;  // s of week: BeiDou's own seconds for BeiDou
-    double sqrtA = 0;
-    double m0 = 0;
-    double e = 0;
-    double omega = 0;
-    double omega0 = 0;
-    double i0 = 0;
-    float deltaN = 0;
+    uint32_t toe = 0;   // s of week, of the constellation's own time: the node's longitude counts from it
+    double sqrtA = 0;   // sqrt(m)
+    double m0 = 0;      // mean anomaly
+    double e = 0;       // eccentricity
+    double omega = 0;   // argument of perigee
+    double omega0 = 0;  // longitude of the ascending node at the week's start
+    double i0 = 0;      // inclination
+    float deltaN = 0;   // correction of the mean motion
     float omegaDot = 0;
     float idot = 0;
-    float cuc = 0;
+    float cuc = 0;  // rad, correction of the argument of latitude
     float cus = 0;
-    float crc = 0;
+    float crc = 0;  // m, of the radius
     float crs = 0;
-    float cic = 0;
+    float cic = 0;  // rad, of the inclination
     float cis = 0;
 };
 
+// Clock offset af0 + af1 dt + af2 dt^2 of the satellite against system time, dt counted from the reference time.
 struct ClockPolynomial {
-    uint16_t wnToc = 0;
-    uint32_t toc = 0;
-    double af0 = 0;
-    float af1 = 0;
-    float af2 = 0;
+    double referenceTime = 0;  // GPS time, s
+    double af0 = 0;            // s
+    float af1 = 0;             // s/s
+    float af2 = 0;             // s/s^2
 };
 
-struct GpsEphemeris {
-    uint8_t svid = 0;
-    uint8_t health = 0;  // 0: usable
-    uint8_t iode = 0;
-    float tgd = 0;
+struct GpsEphemeris : EphemerisHead {
+    float tgd = 0;  // s
     KeplerOrbit orbit;
     ClockPolynomial clock;
 };
 
-struct GalEphemeris {
-    uint8_t svid = 0;
-    uint8_t source = 0;  // navigation message
-    uint16_t iodNav = 0;
-    uint16_t healthOsSol = 0;  // bits 8 to 11: E5a status present, signal health, data valid
-    float bgdE1E5a = kNotAvailableF;
+struct GalEphemeris : EphemerisHead {
+    uint8_t source = 0;               // navigation message
+    float bgdE1E5a = kNotAvailableF;  // s; kNotAvailableF when missing, as are the other two
     float bgdE1E5b = kNotAvailableF;
     float bgdE1E6a = kNotAvailableF;
     KeplerOrbit orbit;
     ClockPolynomial clock;
 };
 
-struct BdsEphemeris {
-    uint8_t svid = 0;
-    uint8_t satH1 = 0;  // 0: usable
-    float tgd1 = 0;     // s, B1I; kNotAvailableF when missing, as tgd2
-    float tgd2 = 0;     // s, B2I
+struct BdsEphemeris : EphemerisHead {
+    float tgd1 = 0;  // s, B1I; kNotAvailableF when missing
+    float tgd2 = 0;  // s, B2I; likewise
     KeplerOrbit orbit;
     ClockPolynomial clock;
 };
 
-// State vector in PZ-90 at t_oe, in kilometres.
-struct GloEphemeris {
-    uint8_t svid = 0;
-    uint8_t channel = 0;     // frequency number + 8
-    uint8_t healthFlag = 0;  // 0: usable
-    uint16_t tb = 0;         // min of the GLONASS day (UTC(SU) + 3 h)
-    uint16_t wnToe = 0;
-    uint32_t toe = 0;      // s of GPS week
+// State vector in PZ-90 at the reference time, which is that of the clock too.
+struct GloEphemeris : EphemerisHead {
     Vector3 position;      // km
     Vector3 velocity;      // km/s
-    Vector3 acceleration;  // km/s^2, lunisolar
-    float gamma = 0;
-    float tau = 0;   // s
-    float dtau = 0;  // s
+    Vector3 acceleration;  // km/s^2, of Sun and Moon
+    float gamma = 0;       // relative deviation of the carrier frequency
+    float tau = 0;         // s, to be added to the satellite's clock
+    float dtau = 0;        // s, delay of L2 beyond that of L1
 };
 
-// The ephemeris of one satellite; empty while none was received.
-using Ephemeris = std::variant<std::monostate, GpsEphemeris, GalEphemeris, GloEphemeris, BdsEphemeris>;
+// The ephemeris of one satellite. One that was never received is a head alone, which is never healthy.
+using Ephemeris = std::variant<EphemerisHead, GpsEphemeris, GalEphemeris, GloEphemeris, BdsEphemeris>;
 
-// Records from navigation blocks whose satellite number and weeks are completed (zeltFixNavBlock).
-GpsEphemeris MakeGpsEphemeris(Bytes block);
-GalEphemeris MakeGalEphemeris(Bytes block);
-GloEphemeris MakeGloEphemeris(Bytes block);
-BdsEphemeris MakeBdsEphemeris(Bytes block);
+// True when none was received.
+bool IsEmpty(const Ephemeris& ephemeris);
 
-// BeiDou time counts 14 s less than GPS time; BeiDou's seconds of week need this much to be GPS time.
-constexpr uint32_t kBeiDouTimeOffset = 14;  // s
+const EphemerisHead& HeadOf(const Ephemeris& ephemeris);
 
-// Reference epochs as GPS time, s.
-double ReferenceTime(const GpsEphemeris& ephemeris);
-double ReferenceTime(const GalEphemeris& ephemeris);
-double ReferenceTime(const GloEphemeris& ephemeris);
-double ReferenceTime(const BdsEphemeris& ephemeris);
-
-// True when the satellite is healthy by its own word and t (GPS time, s) lies within the span of its reference epoch
-// that its constellation allows, before or after it: GPS and BeiDou 7200 s, GLONASS 1800 s, Galileo 14400 s, the ends
-// excluded. An empty record is never usable.
+// True when the satellite is healthy and t (GPS time, s) lies within the span of the reference time, its ends excluded.
 bool IsEphemerisUsable(const Ephemeris& ephemeris, double t);
-
-// Issue of ephemeris as CGGTTS prints it: GPS the IODE, Galileo the IODnav modulo 1000, GLONASS the 15-minute index of
-// tb in UTC (1 to 96), BeiDou the hour of the clock reference time (0 to 23). 0 for an empty record.
-int IssueOfEphemeris(const Ephemeris& ephemeris);
 
 }  // namespace Qon::Nav

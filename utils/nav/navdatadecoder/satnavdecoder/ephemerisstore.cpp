@@ -1,6 +1,7 @@
 #include "utils/nav/navdatadecoder/satnavdecoder/ephemerisstore.h"
 
 #include "utils/geometry/satnames.h"
+#include "utils/nav/navdatadecoder/satnavdecoder/makeephemeris.h"
 #include "utils/zeltdata/zeltnav.h"
 
 namespace Qon::Nav {

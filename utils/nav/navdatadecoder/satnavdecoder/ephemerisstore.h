@@ -5,6 +5,7 @@
 #include <cstdint>
 
 #include "utils/nav/navdatadecoder/satnavdecoder/ephemeris.h"
+#include "utils/zeltdata/zeltblock.h"
 
 namespace Qon::Nav {
 

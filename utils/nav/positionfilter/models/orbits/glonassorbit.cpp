@@ -14,7 +14,7 @@ constexpr double kMetresPerKm = 1000;
 
 constexpr double kStep = 80;  // s
 
-using State = GlonassArc::State;
+using State = GlonassState;
 
 Vector3 addScaled(const Vector3& a, const Vector3& b, double factor) {
     return {a.x + b.x * factor, a.y + b.y * factor, a.z + b.z * factor};
@@ -51,21 +51,24 @@ State rungeKuttaStep(const State& s, const Vector3& lunisolar, double h) {
 
 }  // namespace
 
-std::optional<Vector3> IntegrateGlonass(const GloEphemeris& ephemeris, double dt, GlonassArc& arc) {
+GlonassArc::GlonassArc(const GloEphemeris& ephemeris)
+    : referenceTime_(ephemeris.referenceTime), acceleration_(ephemeris.acceleration), step_(kStep) {
+    states_[0] = {ephemeris.position, ephemeris.velocity};
+}
+
+std::optional<Vector3> GlonassArc::positionAt(double t) {
+    const double dt = t - referenceTime_;
     const double step = dt < 0 ? -kStep : kStep;
-    if (arc.step != step) {
-        arc.step = step;
-        arc.known = 1;
-        arc.states[0] = {ephemeris.position, ephemeris.velocity};
+    if (step != step_) {
+        step_ = step;
+        known_ = 1;
     }
     size_t whole = 0;
-    while (whole < kGlonassArcStates && !(std::fabs(dt) < kStep * static_cast<double>(whole + 1))) ++whole;
-    if (whole == kGlonassArcStates) return std::nullopt;
-    for (; arc.known <= whole; ++arc.known) {
-        arc.states[arc.known] = rungeKuttaStep(arc.states[arc.known - 1], ephemeris.acceleration, step);
-    }
+    while (whole < kStates && !(std::fabs(dt) < kStep * static_cast<double>(whole + 1))) ++whole;
+    if (whole == kStates) return std::nullopt;
+    for (; known_ <= whole; ++known_) states_[known_] = rungeKuttaStep(states_[known_ - 1], acceleration_, step);
     const double rest = dt - step * static_cast<double>(whole);
-    const Vector3 p = rungeKuttaStep(arc.states[whole], ephemeris.acceleration, rest).position;
+    const Vector3 p = rungeKuttaStep(states_[whole], acceleration_, rest).position;
     return Vector3{p.x * kMetresPerKm, p.y * kMetresPerKm, p.z * kMetresPerKm};
 }
 

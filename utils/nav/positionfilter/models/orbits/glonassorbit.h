@@ -10,22 +10,28 @@
 
 namespace Qon::Nav {
 
-constexpr size_t kGlonassArcStates = 24;  // 0 to 1840 s in steps of 80 s
-
-// The whole steps integrated so far from one ephemeris in one direction: the instants of a track share them. An arc
-// begins empty and belongs to the ephemeris that it was first used with.
-struct GlonassArc {
-    struct State {
-        Vector3 position;  // ECEF, km
-        Vector3 velocity;  // km/s
-    };
-    double step = 0;   // s, signed; 0: empty
-    size_t known = 0;  // states
-    std::array<State, kGlonassArcStates> states{};
+struct GlonassState {
+    Vector3 position;  // ECEF, km
+    Vector3 velocity;  // km/s
 };
 
-// ECEF position in m, dt seconds after (or before) the reference epoch; nothing for 1920 s or more. What `arc` holds
-// saves time, it does not change the result.
-std::optional<Vector3> IntegrateGlonass(const GloEphemeris& ephemeris, double dt, GlonassArc& arc);
+// The motion that one ephemeris describes. The whole steps integrated so far are kept, as the instants of a track share
+// them; they save time and change no result.
+class GlonassArc {
+public:
+    explicit GlonassArc(const GloEphemeris& ephemeris);
+
+    // ECEF position in m at t (GPS time, s); nothing 1920 s or more away from the ephemeris's reference time.
+    std::optional<Vector3> positionAt(double t);
+
+private:
+    static constexpr size_t kStates = 24;  // 0 to 1840 s in steps of 80 s
+
+    double referenceTime_;
+    Vector3 acceleration_;                      // km/s^2, of Sun and Moon
+    double step_;                               // s, negative before the reference time
+    size_t known_ = 1;                          // states integrated, with the broadcast one
+    std::array<GlonassState, kStates> states_;  // a step apart
+};
 
 }  // namespace Qon::Nav

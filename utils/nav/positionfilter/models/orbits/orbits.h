@@ -7,7 +7,6 @@
 
 #include "utils/geometry/geometry.h"
 #include "utils/nav/navdatadecoder/satnavdecoder/ephemeris.h"
-#include "utils/nav/positionfilter/models/orbits/glonassorbit.h"
 
 namespace Qon::Nav {
 
@@ -19,7 +18,7 @@ Vector3 OM_GetSatPosBDS(const BdsEphemeris& ephemeris, double t);
 
 // GLONASS ICD, edition 5.1, appendix 3: Runge-Kutta integration of the broadcast state in steps of 80 s. Nothing when
 // t is 1920 s or more away from the reference epoch.
-std::optional<Vector3> OM_GetSatPosGLO(const GloEphemeris& ephemeris, double t, GlonassArc& arc);
+std::optional<Vector3> OM_GetSatPosGLO(const GloEphemeris& ephemeris, double t);
 
 struct SatClock {
     double offset = 0;      // m
@@ -32,17 +31,5 @@ SatClock OM_GetSatClockGPS(const GpsEphemeris& ephemeris, int signal, double t);
 SatClock OM_GetSatClockGAL(const GalEphemeris& ephemeris, int signal, double t);
 SatClock OM_GetSatClockGLO(const GloEphemeris& ephemeris, int signal, double t);
 SatClock OM_GetSatClockBDS(const BdsEphemeris& ephemeris, int signal, double t);
-
-// Position at t (the time of transmission, chosen by the caller), turned once for the Earth's rotation while the
-// signal travels to `receiver`. An empty record gives (0, 0, 0); where the GLONASS integration fails, the position
-// that the caller put into `position` is turned instead. `arc` is the ephemeris's own (glonassorbit.h).
-void GetSatPosition(const Ephemeris& ephemeris, double t, const Vector3& receiver, GlonassArc& arc, Vector3& position);
-
-// Clock offset alone, for the constellation's reference signal; 0 for an empty record.
-double GetSatClockBias(const Ephemeris& ephemeris, double t);
-
-// Relativistic clock correction F e sqrt(A) sin E in metres: to be added to the clock offset. 0 for GLONASS, whose
-// clock terms include it, and for an empty record.
-double GetRelativisticCorr(const Ephemeris& ephemeris, double t);
 
 }  // namespace Qon::Nav

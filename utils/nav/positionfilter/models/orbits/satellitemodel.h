@@ -1,0 +1,36 @@
+// A satellite as its ephemeris describes it, whatever its constellation.
+#pragma once
+
+#include <optional>
+
+#include "utils/geometry/geometry.h"
+#include "utils/nav/navdatadecoder/satnavdecoder/ephemeris.h"
+#include "utils/nav/positionfilter/models/orbits/glonassorbit.h"
+
+namespace Qon::Nav {
+
+// Where a satellite is and what its clock shows at any number of instants. t is GPS time, s since 1980-01-06 with whole
+// weeks counted; usability is not asked (IsEphemerisUsable). Without an ephemeris everything is 0.
+class SatelliteModel {
+public:
+    // The ephemeris must outlive the model.
+    explicit SatelliteModel(const Ephemeris& ephemeris);
+
+    // ECEF position in m at t (the time of transmission, chosen by the caller), turned once for the Earth's rotation
+    // while the signal travels to `receiver`. The Earth's centre where there is none: without an ephemeris, and for a
+    // GLONASS satellite 1920 s or more away from its reference time.
+    Vector3 GetSatPosition(double t, const Vector3& receiver);
+
+    // Clock offset in m for the constellation's reference signal, without the relativistic correction.
+    double GetSatClockBias(double t) const;
+
+    // Relativistic clock correction F e sqrt(A) sin E in m: to be added to the clock offset. 0 for GLONASS, whose clock
+    // terms include it.
+    double GetRelativisticCorr(double t) const;
+
+private:
+    const Ephemeris& ephemeris_;
+    std::optional<GlonassArc> arc_;  // of a GLONASS satellite
+};
+
+}  // namespace Qon::Nav
