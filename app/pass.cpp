@@ -36,8 +36,8 @@ void runPass(FilePass& pass, const PassEvents& events, ZeltOnFault onFault) {
     pass.file.meas.wanted = {.everySeconds = kSampleSpacing, .beforeWeek = kFirstWrappedWeek, .codesOnly = true};
     Bytes block;
     while (zeltGetNextBlock(pass.file, block, kZeltAnyBlock, kZeltAnyBlock, 0) == kZeltFound) {
+        if (events.block) events.block(block);
         dispatchBlock(block, pass, events);
-        if (events.block) events.block();
     }
     // An epoch is still pending when its last block was passed over for want of a time stamp, though the block before
     // had seen it coming.

@@ -31,8 +31,8 @@ struct FilePass {
 
 // What a pass tells of itself, to those who set it.
 struct PassEvents {
-    // A block was taken.
-    std::function<void()> block;
+    // A block comes, not looked at yet.
+    std::function<void(Bytes)> block;
     // An epoch was decoded; the track engine takes it next if it is in the time window.
     std::function<void(bool isInWindow)> epoch;
     // The engine closed tracks, and lines are waiting in its buffers.

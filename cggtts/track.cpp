@@ -79,23 +79,27 @@ void startTrack(TrackRecord& record, const RunConfig& config, const Constellatio
     record.sampleCount = 0;
 }
 
-bool trackSample(TrackRecord& record, int slot, uint32_t t, const CodePair& codes) {
-    if (slot < 0 || slot >= kSlotsPerTrack || record.sampleCount >= kSlotsPerTrack) return false;
-    if (!IsEphemerisUsable(record.ephemeris, t)) return false;
+SampleOutcome trackSample(TrackRecord& record, int slot, uint32_t t, const CodePair& codes) {
+    if (slot < 0 || slot >= kSlotsPerTrack) return SampleOutcome::kBetweenTracks;
+    if (record.sampleCount >= kSlotsPerTrack) return SampleOutcome::kFull;
+    if (!IsEphemerisUsable(record.ephemeris, t)) {
+        if (IsEmpty(record.ephemeris)) return SampleOutcome::kNoEphemeris;
+        return HeadOf(record.ephemeris).isHealthy ? SampleOutcome::kTooOldOrNew : SampleOutcome::kUnhealthy;
+    }
     record.samples[static_cast<size_t>(record.sampleCount)] = {t, slot, codes};
     ++record.sampleCount;
-    return true;
+    return SampleOutcome::kKept;
 }
 
-bool finishTrack(const TrackRecord& record, uint32_t t, const RunConfig& config, const LocalFrame& station,
-                 DataLine& line) {
-    if (record.sampleCount < kMinSamples) return false;
+TrackOutcome finishTrack(const TrackRecord& record, uint32_t t, const RunConfig& config, const LocalFrame& station,
+                         DataLine& line) {
+    if (record.sampleCount < kMinSamples) return TrackOutcome::kTooFewSamples;
     const double middle = kHalfTrack + config.leapSeconds;
     line.trackStart = t - kTrackLength;
     SatelliteModel model(record.ephemeris);
     const Vector3 satellite = model.GetSatPosition(line.trackStart + middle, record.antennaPos);
     const AzEl direction = GetAzEl(satellite, record.antennaPos, station);
-    if (!(direction.elevation * kDegreesPerRadian >= config.elevationMask)) return false;
+    if (!(direction.elevation * kDegreesPerRadian >= config.elevationMask)) return TrackOutcome::kBelowMask;
     line.elevation = direction.elevation;
     line.azimuth = direction.azimuth;
     line.ioe = HeadOf(record.ephemeris).issue;
@@ -105,5 +109,5 @@ bool finishTrack(const TrackRecord& record, uint32_t t, const RunConfig& config,
     CorrectedSamples corrected;
     for (size_t i = 0; i < n; ++i) correctSample(record, i, station, model, corrected);
     fitTrack(corrected, n, middle, line);
-    return true;
+    return TrackOutcome::kLine;
 }

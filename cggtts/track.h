@@ -41,13 +41,30 @@ struct TrackRecord {
 // Empties the record and loads what stays the same for the track; the ephemeris is the caller's to set.
 void startTrack(TrackRecord& record, const RunConfig& config, const Constellation& constellation);
 
-// Keeps a sample taken at t (s since 1980-01-06) in the given slot. False, with nothing kept, without a slot, when the
-// record is full, or when its ephemeris is not usable at t.
-bool trackSample(TrackRecord& record, int slot, uint32_t t, const CodePair& codes);
+// What became of a sample that a track was offered.
+enum class SampleOutcome {
+    kKept,
+    kBetweenTracks,  // no track is under way
+    kFull,           // the record has all of its 26 samples
+    kNoEphemeris,    // none was received before the track started
+    kUnhealthy,
+    kTooOldOrNew,  // the ephemeris' reference time is too far from the sample
+};
+
+// Keeps a sample taken at t (s since 1980-01-06) in the given slot, or tells why nothing is kept.
+SampleOutcome trackSample(TrackRecord& record, int slot, uint32_t t, const CodePair& codes);
+
+// What became of a track.
+enum class TrackOutcome {
+    kLine,
+    kTooFewSamples,
+    kBelowMask,
+    kNoRoom,  // it would be a line, but the constellation has 23 of them already
+};
 
 // The line of a track closed at t, its last instant: every sample corrected, lines fitted and evaluated at the middle
 // of the track. Group delays, clock and position are those of the satellite of the record's ephemeris, whichever
 // satellite the codes are of. `station` is the frame of the run's station. Fills all of `line` but svid.
-// False without 21 samples or below the elevation mask; then `line` may be partly written.
-bool finishTrack(const TrackRecord& record, uint32_t t, const RunConfig& config, const Qon::Nav::LocalFrame& station,
-                 DataLine& line);
+// Of a track with fewer than 21 samples, or below the elevation mask, `line` may be partly written.
+TrackOutcome finishTrack(const TrackRecord& record, uint32_t t, const RunConfig& config,
+                         const Qon::Nav::LocalFrame& station, DataLine& line);

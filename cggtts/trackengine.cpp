@@ -69,7 +69,9 @@ void CggttsProcessor::addSatellite(const ZeltMeasSat& satellite, uint32_t t, int
     const CodePair codes = findCodes(satellite, *constellation);
     if (!(codes.code1 > kAvailableAbove && codes.code2 > kAvailableAbove)) return;
     TrackRecord& record = recordOf(satellite.svid, *constellation);
-    if (trackSample(record, slot, t, codes) && !station_) station_ = LocalFrameAt(record.antennaPos);
+    const SampleOutcome outcome = trackSample(record, slot, t, codes);
+    if (outcome == SampleOutcome::kKept && !station_) station_ = LocalFrameAt(record.antennaPos);
+    if (events_.sample) events_.sample(satellite.svid, t, outcome);
 }
 
 bool CggttsProcessor::closeTracks(uint32_t t) {
@@ -83,13 +85,21 @@ bool CggttsProcessor::closeTracks(uint32_t t) {
 }
 
 void CggttsProcessor::closeConstellation(uint32_t t, const Constellation& constellation) {
+    lineBuffers_[constellation.index].clear();
+    for (int svid = constellation.firstSvid; svid <= constellation.lastSvid; ++svid) {
+        const TrackOutcome outcome = closeTrack(svid, t, constellation);
+        if (events_.close) events_.close(svid, t, recordOf(svid, constellation).sampleCount, outcome);
+    }
+}
+
+TrackOutcome CggttsProcessor::closeTrack(int svid, uint32_t t, const Constellation& constellation) {
     const LocalFrame station = station_.value_or(LocalFrame{});  // without a sample there is no line to need it
     std::string& lines = lineBuffers_[constellation.index];
-    lines.clear();
-    for (int svid = constellation.firstSvid; svid <= constellation.lastSvid && lines.size() < kLineBufferFull; ++svid) {
-        DataLine line;
-        if (!finishTrack(recordOf(svid, constellation), t, config_, station, line)) continue;
-        line.svid = static_cast<uint8_t>(svid);
-        formatDataLine(line, lines);
-    }
+    DataLine line;
+    const TrackOutcome outcome = finishTrack(recordOf(svid, constellation), t, config_, station, line);
+    if (outcome != TrackOutcome::kLine) return outcome;
+    if (lines.size() >= kLineBufferFull) return TrackOutcome::kNoRoom;
+    line.svid = static_cast<uint8_t>(svid);
+    formatDataLine(line, lines);
+    return TrackOutcome::kLine;
 }

@@ -3,6 +3,7 @@
 
 #include <array>
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 
@@ -12,10 +13,20 @@
 #include "utils/nav/navdatadecoder/satnavdecoder/ephemerisstore.h"
 #include "utils/zeltdata/zeltmeasepoch.h"
 
+// What the engine tells of its work, to those who set it.
+struct TrackEvents {
+    // A sample with both codes was offered to the track of its satellite, at t (s since 1980-01-06).
+    std::function<void(int svid, uint32_t t, SampleOutcome outcome)> sample;
+    // A satellite's track was closed at t, its last instant, with so many samples kept.
+    std::function<void(int svid, uint32_t t, int samples, TrackOutcome outcome)> close;
+};
+
 class CggttsProcessor {
 public:
     // Both are read at every epoch and must outlive the processor.
     CggttsProcessor(const RunConfig& config, const Qon::Nav::EphemerisStore& store);
+
+    void setEvents(TrackEvents events) { events_ = std::move(events); }
 
     // Takes one measurement epoch, of which it uses the first antenna's codes. True when its instant closed the tracks
     // and at least one line is waiting in the line buffers. Epochs whose whole second is no multiple of 30, or is that
@@ -35,6 +46,7 @@ private:
     void startTracks(uint32_t t);
     bool closeTracks(uint32_t t);
     void closeConstellation(uint32_t t, const Constellation& constellation);
+    TrackOutcome closeTrack(int svid, uint32_t t, const Constellation& constellation);
     TrackRecord& recordOf(int svid, const Constellation& constellation);
     void addSatellite(const ZeltMeasSat& satellite, uint32_t t, int slot);
     int slotAt(uint32_t t) const;
@@ -46,4 +58,5 @@ private:
     uint32_t contiguousAnchor_ = 0;  // the first sample instant
     std::array<TrackRecord, kTrackedSatellites> tracks_;
     std::array<std::string, kTrackedConstellations> lineBuffers_;
+    TrackEvents events_;
 };

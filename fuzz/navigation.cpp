@@ -68,7 +68,8 @@ void computeTrack(const Ephemeris& ephemeris, uint32_t end, int svid, Bytes sett
     require(record.sampleCount >= 0 && record.sampleCount <= kSlotsPerTrack, "the number of samples");
     DataLine line;
     line.svid = static_cast<uint8_t>(svid);
-    if (!finishTrack(record, end, config, LocalFrameAt(record.antennaPos), line)) return;
+    const TrackOutcome outcome = finishTrack(record, end, config, LocalFrameAt(record.antennaPos), line);
+    if (outcome != TrackOutcome::kLine) return;
     require(record.sampleCount >= kMinSamples, "samples enough for a line");
     std::string text;
     formatDataLine(line, text);

@@ -183,7 +183,7 @@ TEST(FinishTrack, SingleValuesAreSingle) {
         trackSample(record, slot, t, {0, kGpsL1P, kGpsL2P, 22e6, 22e6 + 3.1 + 0.01 * slot * slot});
     }
     DataLine line;
-    ASSERT_TRUE(finishTrack(record, start + kTrackLength, config, LocalFrameAt(kStation), line));
+    ASSERT_EQ(finishTrack(record, start + kTrackLength, config, LocalFrameAt(kStation), line), TrackOutcome::kLine);
     for (const double value : {line.mdtr, line.smdt, line.mdio, line.smdi, line.isg}) {
         const volatile float single = static_cast<float>(value);
         EXPECT_EQ(value, single);
