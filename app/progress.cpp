@@ -2,27 +2,19 @@
 
 #include <cmath>
 #include <cstdio>
-#include <cstring>
 #include <string>
 
 namespace {
 
-constexpr int kLineWidth = 80;
 constexpr float kComplete = 100.0F;
 constexpr const char* kLabel = "Processing:";
 
 }  // namespace
 
-void clearProgress() {
-    std::printf("\r%*s\r", kLineWidth, "");
-    std::fflush(stdout);
-}
-
-void drawProgress(const char* label, float percent) {
-    if (!(percent >= 0 && percent < kComplete)) return clearProgress();
+std::string progressBar(const char* label, float percent) {
     constexpr int kAroundBar = 6;  // two bars and " nn%"
-    const int labelLength = static_cast<int>(std::strlen(label));
-    const int width = kLineWidth - kAroundBar - (labelLength == 0 ? 0 : labelLength + 1);
+    const std::string start = *label == '\0' ? "" : std::string(label) + ' ';
+    const int width = static_cast<int>(kProgressWidth) - kAroundBar - static_cast<int>(start.size());
     const float x = static_cast<float>(width) * percent / kComplete;
     int n = static_cast<int>(x);
     std::string bar(static_cast<size_t>(n), '=');
@@ -30,8 +22,19 @@ void drawProgress(const char* label, float percent) {
         bar += '-';
         ++n;
     }
-    std::printf("\r%s%s|%s%*s| %2d%%", label, labelLength >= 1 ? " " : "", bar.c_str(), width - n, "",
-                static_cast<int>(percent));
+    char end[16];
+    std::snprintf(end, sizeof end, "| %2d%%", static_cast<int>(percent));
+    return start + '|' + bar + std::string(static_cast<size_t>(width - n), ' ') + end;
+}
+
+void clearProgress() {
+    std::printf("\r%*s\r", static_cast<int>(kProgressWidth), "");
+    std::fflush(stdout);
+}
+
+void drawProgress(const char* label, float percent) {
+    if (!(percent >= 0 && percent < kComplete)) return clearProgress();
+    std::printf("\r%s", progressBar(label, percent).c_str());
     std::fflush(stdout);
 }
 

@@ -1,9 +1,15 @@
 // The progress indicator: one line of 80 characters on standard output, redrawn about once per percent.
 #pragma once
 
-#include <cstdint>
+#include <cstddef>
+#include <string>
 
 #include "utils/zeltdata/zeltread.h"
+
+constexpr size_t kProgressWidth = 80;  // characters
+
+// The bar, kProgressWidth characters: "label |====-    |  5%", for 0 <= percent < 100 and labels of up to 60.
+std::string progressBar(const char* label, float percent);
 
 struct Progress {
     float fileLength = 0;  // bytes; 0: not yet measured

@@ -106,6 +106,7 @@ constexpr size_t kHealthOsSol = 130;  // u16; bits 8-11: E5a status present, hea
 constexpr size_t kBgdE1E5a = 136;     // f32, s; Qon::Nav::kNotAvailable when missing, as the two below
 constexpr size_t kBgdE1E5b = 140;     // f32, s
 constexpr size_t kBgdE1E6a = 144;     // f32, s
+constexpr uint8_t kSourceInav = 2;
 constexpr uint8_t kSourceFnav = 16;
 }  // namespace ZeltGalNav
 

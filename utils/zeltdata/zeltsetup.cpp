@@ -37,7 +37,19 @@ std::string textAt(Bytes block, size_t offset, size_t capacity) {
     return {field.data, end};
 }
 
-ZeltReceiverSetup parseSetup(Bytes block) {
+int32_t leapSecondsOfBlock(Bytes block) {
+    const uint16_t number = zeltNumber(block);
+    const bool stamped = zeltHasTimeStamp(block);
+    if (stamped && (number == kZeltMeasEpoch || number == kZeltMeas3Ranges)) {
+        return zeltLeapSecondsAt(int64_t{zeltWnc(block)} * kSecondsPerWeek + zeltTow(block) / 1000);
+    }
+    if (!stamped && (number == kZeltGpsUtc || number == kZeltUtc2)) return zeltUtcLeapSeconds(block);
+    return kNoLeapSeconds;
+}
+
+}  // namespace
+
+ZeltReceiverSetup zeltParseReceiverSetup(Bytes block) {
     ZeltReceiverSetup setup;
     setup.agency = textAt(block, kAgency, 40);
     setup.firmwareVersion = textAt(block, kFirmwareVersion, 19);
@@ -48,32 +60,20 @@ ZeltReceiverSetup parseSetup(Bytes block) {
     return setup;
 }
 
-int32_t leapSecondsFromTable(int64_t gpsSecond) {
+int32_t zeltLeapSecondsAt(int64_t gpsSecond) {
     const auto* next = std::lower_bound(std::begin(kLeapSeconds), std::end(kLeapSeconds), gpsSecond);
     const auto count = static_cast<int32_t>(next - std::begin(kLeapSeconds));
     return count == 0 || gpsSecond >= kTableEnd ? kNoLeapSeconds : count;
 }
 
-int32_t leapSecondsOfBlock(Bytes block) {
-    const uint16_t number = zeltNumber(block);
-    const bool stamped = zeltHasTimeStamp(block);
-    if (stamped && (number == kZeltMeasEpoch || number == kZeltMeas3Ranges)) {
-        return leapSecondsFromTable(int64_t{zeltWnc(block)} * kSecondsPerWeek + zeltTow(block) / 1000);
-    }
-    if (!stamped && (number == kZeltGpsUtc || number == kZeltUtc2) && block.has(kDeltaTls, 1)) {
-        return block.i8(kDeltaTls);
-    }
-    return kNoLeapSeconds;
-}
-
-}  // namespace
+int32_t zeltUtcLeapSeconds(Bytes block) { return block.has(kDeltaTls, 1) ? block.i8(kDeltaTls) : kNoLeapSeconds; }
 
 bool zeltReadReceiverSetup(const char* path, ZeltReceiverSetup& setup) {
     ZeltFile file;
     zeltOpenFile(path, file);
     Bytes block;
     const int result = zeltGetNextBlock(file, block, kZeltReceiverSetup, kZeltReceiverSetup, kZeltPeek);
-    if (result == kZeltFound) setup = parseSetup(block);
+    if (result == kZeltFound) setup = zeltParseReceiverSetup(block);
     zeltCloseFile(file);
     return result == kZeltFound;
 }

@@ -1,0 +1,57 @@
+#include "zeltlog/logspan.h"
+
+#include <algorithm>
+
+#include "utils/zeltdata/zeltread.h"
+
+namespace {
+
+// As much of each end as is looked at: a few epochs of the largest receivers.
+constexpr int64_t kEnd = int64_t{128} * 1024;
+
+struct SpanReader {
+    LogSpan span;
+    ZeltFile file;
+    int64_t latest = kNoTime;
+};
+
+// Takes the blocks that begin before `end`, from the file's position on. True when one was stamped.
+bool takeBlocks(SpanReader& reader, int64_t end) {
+    LogSpan& span = reader.span;
+    bool isStamped = false;
+    Bytes block;
+    while (zeltGetFilePos(reader.file) < end &&
+           zeltGetNextBlock(reader.file, block, kZeltAnyBlock, kZeltAnyBlock, 0) == kZeltFound) {
+        span.hasBlock = true;
+        const int64_t t = blockTime(block);
+        if (t == kNoTime) continue;
+        isStamped = true;
+        span.isOrdered = span.isOrdered && (reader.latest == kNoTime || t >= reader.latest);
+        reader.latest = t;
+        span.first = span.first == kNoTime ? t : std::min(span.first, t);
+        span.last = std::max(span.last, t);
+    }
+    return isStamped;
+}
+
+}  // namespace
+
+LogSpan readLogSpan(const std::string& path) {
+    SpanReader reader;
+    reader.span.path = path;
+    reader.span.isOrdered = true;
+    zeltOpenFile(path.c_str(), reader.file, ZeltOnFault::kEndFile);
+    const int64_t size = reader.file.window.isOpen() ? zeltGetFileLength(reader.file) : 0;
+    int64_t headEnd = kEnd;
+    while (!takeBlocks(reader, headEnd) && headEnd < size) headEnd *= 4;
+    headEnd = zeltGetFilePos(reader.file);
+    for (int64_t tail = kEnd;; tail *= 4) {
+        const int64_t begin = std::max(headEnd, size - tail);
+        reader.span.isWhole = begin == headEnd;
+        reader.file.position = begin;
+        if (takeBlocks(reader, size) || reader.span.isWhole) break;
+    }
+    reader.span.fault = reader.file.window.fault();
+    zeltCloseFile(reader.file);
+    return reader.span;
+}

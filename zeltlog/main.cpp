@@ -1,0 +1,20 @@
+// zeltlog: what is in a log, and what becomes of it.
+#include "app/standardstreams.h"
+#include "cggtts/writer.h"
+#include "zeltlog/commands.h"
+
+int main(int argc, char** argv) {
+    openClosedStandardStreams();
+    CLI::App app("zeltlog tells what is in the Zelt logs of a GNSS timing receiver.", "zeltlog");
+    app.set_version_flag("--version", kProgramVersion);
+    app.require_subcommand(1);
+    int status = kAllWell;
+    addInfoCommand(app, status);
+    addTracksCommand(app, status);
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& error) {
+        return app.exit(error) == 0 ? kAllWell : kWrongArguments;
+    }
+    return status;
+}

@@ -1,0 +1,97 @@
+#include "zeltlog/openlog.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+#include <memory>
+
+#include "app/progress.h"
+#include "utils/zeltdata/zeltread.h"
+
+#ifdef _WIN32
+#include <io.h>
+#else
+#include <unistd.h>
+#endif
+
+namespace {
+
+// What other files begin with.
+struct Magic {
+    std::string_view bytes;
+    const char* text;
+};
+constexpr Magic kMagics[] = {
+    {"\x1f\x8b", "it is gzip data: unpack it with gzip -d"},
+    {"\x28\xb5\x2f\xfd", "it is zstd data: unpack it with zstd -d"},
+    {std::string_view("\xfd\x37\x7a\x58\x5a\x00", 6), "it is xz data: unpack it with xz -d"},
+    {"BZh", "it is bzip2 data: unpack it with bzip2 -d"},
+    {"PK\x03\x04", "it is a zip archive: unpack it with unzip"},
+};
+
+constexpr size_t kLookedAt = 512;  // bytes, enough to tell text from data
+
+bool isText(std::string_view bytes) {
+    return std::all_of(bytes.begin(), bytes.end(), [](char c) {
+        const auto byte = static_cast<unsigned char>(c);
+        return (byte >= ' ' && byte != 0x7F) || c == '\n' || c == '\r' || c == '\t';
+    });
+}
+
+bool isTerminal() {
+#ifdef _WIN32
+    return _isatty(2) != 0;
+#else
+    return isatty(2) != 0;
+#endif
+}
+
+}  // namespace
+
+std::string faultText(const std::string& path, const ZeltFault& fault) {
+    if (fault.place == ZeltFaultPlace::kStepBackSeek) return path + ": it cannot seek, as a pipe cannot: give a file";
+    return path + ": " + std::strerror(fault.systemError);
+}
+
+std::string noBlockText(const std::string& path) {
+    const std::string text = "no Zelt block in " + path;
+    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(path.c_str(), "rb"), std::fclose);
+    if (file == nullptr) return text;
+    char bytes[kLookedAt];
+    const std::string_view begin(bytes, std::fread(bytes, 1, sizeof bytes, file.get()));
+    if (begin.empty()) return text + ": it is empty";
+    for (const Magic& magic : kMagics) {
+        if (begin.substr(0, magic.bytes.size()) == magic.bytes) return text + ": " + magic.text;
+    }
+    return isText(begin) ? text + ": it is text" : text;
+}
+
+std::string unsuitableText(const std::string& path) {
+    std::error_code ignored;
+    return std::filesystem::is_directory(path, ignored) ? path + ": is a directory" : "";
+}
+
+bool holdsBlock(const std::string& path, ZeltFault& fault) {
+    ZeltFile file;
+    zeltOpenFile(path.c_str(), file, ZeltOnFault::kEndFile);
+    Bytes block;
+    const bool holds = zeltGetNextBlock(file, block, kZeltAnyBlock, kZeltAnyBlock, 0) == kZeltFound;
+    fault = file.window.fault();
+    zeltCloseFile(file);
+    return holds;
+}
+
+OnProgress terminalProgress(const std::string& label) {
+    if (!isTerminal()) return nullptr;
+    float next = 0;
+    return [label, next](float percent) mutable {
+        if (percent < next) return;
+        next = percent + 1;
+        std::fprintf(stderr, "\r%s", progressBar(label.c_str(), percent).c_str());
+    };
+}
+
+void clearTerminalProgress() {
+    if (isTerminal()) std::fprintf(stderr, "\r%s\r", std::string(kProgressWidth, ' ').c_str());
+}

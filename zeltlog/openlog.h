@@ -1,0 +1,26 @@
+// What goes wrong with a file before it is known to be a log, and how far one has been read.
+#pragma once
+
+#include <functional>
+#include <string>
+
+#include "utils/zeltdata/zeltwindow.h"
+
+// Told now and then how far a pass is, percent.
+using OnProgress = std::function<void(float percent)>;
+
+// What to say of a file in which a pass met a fault: "LOG: Permission denied".
+std::string faultText(const std::string& path, const ZeltFault& fault);
+
+// What to say of a file without a block: "no Zelt block in LOG", and what it holds instead where that can be told.
+std::string noBlockText(const std::string& path);
+
+// Why a path cannot be a log at all, empty when it may be one: "LOG: is a directory".
+std::string unsuitableText(const std::string& path);
+
+// True when a block follows somewhere in the file, from its beginning on.
+bool holdsBlock(const std::string& path, ZeltFault& fault);
+
+// Draws a bar on standard error where that is a terminal; null elsewhere.
+OnProgress terminalProgress(const std::string& label);
+void clearTerminalProgress();

@@ -1,0 +1,141 @@
+#include "zeltlog/trackledger.h"
+
+#include <algorithm>
+
+#include "cggtts/schedule.h"
+#include "utils/geometry/constants.h"
+#include "utils/geometry/navtools.h"
+
+using namespace Qon::Nav;
+
+namespace {
+
+constexpr const char* kFateTexts[kTrackFates] = {
+    "line",
+    "no ephemeris at the start of the track",
+    "ephemeris unhealthy",
+    "ephemeris too old or too new",
+    "too few samples",
+    "below the mask",
+    "one code missing",
+    "no room in the file's 23 lines",
+    "track not finished by the log",
+    "outside the window",
+    "constellation excluded",
+};
+
+bool hasBothCodes(const ZeltMeasSat& satellite, const Constellation& constellation) {
+    bool has1 = false;
+    bool has2 = false;
+    for (const ZeltMeasSignal& signal : satellite.used(0)) {
+        if (!(signal.pseudorange > kAvailableAbove)) continue;
+        has1 = has1 || signal.signalType == constellation.signal1;
+        has2 = has2 || signal.signalType == constellation.signal2;
+    }
+    return has1 && has2;
+}
+
+}  // namespace
+
+const char* fateText(TrackFate fate) { return kFateTexts[static_cast<size_t>(fate)]; }
+
+TrackLedger::TrackLedger(FilePass& pass, PassEvents& events, OnRow onRow) : pass_(pass), onRow_(std::move(onRow)) {
+    events.block = [this](Bytes block) { noteBlock(block); };
+    events.epoch = [this](bool isInWindow) { noteEpoch(isInWindow); };
+    pass.processor.setEvents({
+        .sample = [this](int svid, uint32_t, SampleOutcome outcome) { noteSample(svid, outcome); },
+        .close = [this](int svid, uint32_t, int samples, TrackOutcome outcome) { noteClose(svid, samples, outcome); },
+    });
+}
+
+void TrackLedger::noteBlock(Bytes block) {
+    if (isEpochBlock(block)) epochTimes_.add(blockTime(block));
+}
+
+int TrackLedger::slotAt(uint32_t t, bool isInWindow) {
+    if (!pass_.config.isContiguous) return slotIndex(t);
+    if (!hasAnchor_ && isInWindow) {
+        hasAnchor_ = true;
+        anchor_ = t;
+    }
+    return hasAnchor_ ? contiguousSlotIndex(t, anchor_) : kNoSlot;
+}
+
+void TrackLedger::noteEpoch(bool isInWindow) {
+    const ZeltMeasEpoch& epoch = pass_.epoch;
+    const uint32_t t = epoch.wnc * kSecondsPerWeek + epoch.tow / 1000;
+    if (t % kSampleSpacing != 0 || t == latest_) return;
+    latest_ = t;
+    const int slot = slotAt(t, isInWindow);
+    if (slot == kNoSlot) return;
+    const uint32_t start = t - static_cast<uint32_t>(slot + 1) * kSampleSpacing;
+    if (isOpen_ && start != start_) closeLedger();
+    isOpen_ = true;
+    start_ = start;
+    for (const ZeltMeasSat& satellite : epoch.used()) {
+        const Constellation* constellation = constellationOf(satellite.svid);
+        if (constellation == nullptr) continue;
+        Tally& tally = tallies_[satellite.svid];
+        ++tally.measured;
+        if (!hasBothCodes(satellite, *constellation)) continue;
+        ++tally.bothCodes;
+        if (!isInWindow) ++tally.outside;
+    }
+}
+
+void TrackLedger::noteSample(int svid, SampleOutcome outcome) {
+    Tally& tally = tallies_[static_cast<size_t>(svid)];
+    if (outcome == SampleOutcome::kNoEphemeris) ++tally.noEphemeris;
+    if (outcome == SampleOutcome::kUnhealthy) ++tally.unhealthy;
+    if (outcome == SampleOutcome::kTooOldOrNew) ++tally.tooOldOrNew;
+}
+
+void TrackLedger::noteClose(int svid, int samples, TrackOutcome outcome) {
+    Tally& tally = tallies_[static_cast<size_t>(svid)];
+    tally.isClosed = true;
+    tally.kept = samples;
+    tally.outcome = outcome;
+}
+
+// Why a closed track has fewer samples than a line needs.
+TrackFate TrackLedger::whyTooFew(const Tally& tally) {
+    if (tally.bothCodes < kMinSamples) {
+        return tally.measured < kMinSamples ? TrackFate::kTooFewSamples : TrackFate::kCodeMissing;
+    }
+    if (tally.bothCodes - tally.outside < kMinSamples) return TrackFate::kOutsideWindow;
+    const int refused = std::max({tally.noEphemeris, tally.unhealthy, tally.tooOldOrNew});
+    if (refused == 0) return TrackFate::kTooFewSamples;  // a break in the log began the track anew
+    if (refused == tally.noEphemeris) return TrackFate::kNoEphemeris;
+    return refused == tally.unhealthy ? TrackFate::kUnhealthy : TrackFate::kTooOldOrNew;
+}
+
+TrackFate TrackLedger::fateOf(int svid, const Tally& tally) const {
+    const Constellation* constellation = constellationOf(svid);
+    if (constellation == nullptr || !isConstellationEnabled(pass_.options, constellation->letter)) {
+        return TrackFate::kExcluded;
+    }
+    if (svid > constellation->lastSvid)
+        return TrackFate::kTooFewSamples;  // of unknown slot: it has no track of its own
+    if (!tally.isClosed) {
+        return tally.outside > 0 ? TrackFate::kOutsideWindow : TrackFate::kNotFinished;
+    }
+    switch (tally.outcome) {
+        case TrackOutcome::kLine: return TrackFate::kLine;
+        case TrackOutcome::kBelowMask: return TrackFate::kBelowMask;
+        case TrackOutcome::kNoRoom: return TrackFate::kNoRoom;
+        case TrackOutcome::kTooFewSamples: break;
+    }
+    return whyTooFew(tally);
+}
+
+void TrackLedger::closeLedger() {
+    for (size_t svid = 0; isOpen_ && svid < tallies_.size(); ++svid) {
+        const Tally& tally = tallies_[svid];
+        const bool isLine = tally.isClosed && tally.outcome == TrackOutcome::kLine;
+        if (tally.measured == 0 && !isLine) continue;
+        const int number = static_cast<int>(svid);
+        onRow_({start_, number, tally.bothCodes, tally.kept, fateOf(number, tally)});
+    }
+    tallies_ = {};
+    isOpen_ = false;
+}
