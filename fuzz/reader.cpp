@@ -97,7 +97,7 @@ void compareRequest(ZeltFile& file, const ByteVector& log, const std::vector<Byt
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    const Inside inside(scratch());
+    enterScratchFolder();
     FuzzedDataProvider script(data, size);
     const ByteVector log = makeLog(script);
     writeFile(kLog, log);
