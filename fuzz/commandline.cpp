@@ -6,8 +6,14 @@
 
 namespace {
 
-constexpr const char* kLog = "log";
 constexpr size_t kMaxArguments = 64;
+
+ByteVector makeLog() {
+    BlockBuilder setup(kZeltReceiverSetup, 424, 4);
+    setup.text(116, "Laboratory").text(196, "5.3.0").text(328, "Receiver").f64(368, 0.9).f64(376, 0.15).f32(384, 80);
+    BlockBuilder utc(kZeltGpsUtc, 40, 0, kZeltNoTow, kZeltNoWnc);
+    return joined({setup.done(), utc.u8(33, 18).done(), simulate(kGpsSatellite)});
+}
 
 void checkOptions(const RunConfig& config, const RunOptions& options) {
     require(config.leapSeconds != Qon::Nav::kNoLeapSeconds, "a leap second");
@@ -25,15 +31,13 @@ void checkOptions(const RunConfig& config, const RunOptions& options) {
 
 extern "C" int LLVMFuzzerInitialize(int* /*argc*/, char*** /*argv*/) {
     silencePrinting();
-    BlockBuilder setup(kZeltReceiverSetup, 424, 4);
-    setup.text(116, "Laboratory").text(196, "5.3.0").text(328, "Receiver").f64(368, 0.9).f64(376, 0.15).f32(384, 80);
-    BlockBuilder utc(kZeltGpsUtc, 40, 0, kZeltNoTow, kZeltNoWnc);
-    scratch().write(kLog, joined({setup.done(), utc.u8(33, 18).done(), simulate(kGpsSatellite)}));
     return 0;
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    const Inside inside(scratch());
+    static const ByteVector log = makeLog();
+    enterScratchFolder();
+    writeFile("log", log);
     std::vector<std::string> arguments(1);
     for (size_t i = 0; i < size; ++i) {
         if (data[i] == '\n' || data[i] == '\0') {

@@ -19,7 +19,7 @@ extern "C" int LLVMFuzzerInitialize(int* /*argc*/, char*** /*argv*/) {
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    const Inside inside(scratch());
+    enterScratchFolder();
     writeFile("log", {data, data + size});
     // The last byte decides how the log is converted.
     const unsigned how = size == 0 ? 0 : data[size - 1];

@@ -5,10 +5,11 @@
 
 #include "tests/support/logs.h"
 
-// The process's own folder. Targets are inside it only while they run: the fuzzer's own paths may be relative.
-inline const ScratchFolder& scratch() {
-    static const ScratchFolder theFolder;
-    return theFolder;
+// Makes a folder of the process's own the working directory: at the first run, not before, as the fuzzer may have been
+// given relative paths.
+inline void enterScratchFolder() {
+    static const ScratchFolder folder;
+    std::filesystem::current_path(folder.path);
 }
 
 // Sends what the program prints on either stream to nowhere. glibc lets a program replace its standard streams; the

@@ -1,5 +1,6 @@
 #include "tests/support/blocks.h"
 
+#include <algorithm>
 #include <bit>
 #include <sstream>
 
@@ -84,12 +85,13 @@ int64_t secondOf(Bytes block) { return int64_t{zeltWnc(block)} * Qon::Nav::kSeco
 
 std::vector<Bytes> blocksOf(Bytes log, Crc crc) {
     std::vector<Bytes> blocks;
-    for (size_t at = 0; at < log.size;) {
-        const size_t length = log.u16(at + kZeltLengthOffset);
-        const bool hasHeader = log.u8(at) == kZeltSync1 && log.u8(at + 1) == kZeltSync2 && length >= kZeltMinLength;
-        const bool isBlock =
-            hasHeader && log.has(at, length) && (crc == Crc::kAny || zeltCrcIsValid(log.sub(at, length)));
-        if (isBlock) blocks.push_back(log.sub(at, length));
+    const uint8_t* end = log.data + log.size;
+    for (const uint8_t* at = log.data; (at = std::find(at, end, kZeltSync1)) != end;) {
+        const Bytes rest{at, static_cast<size_t>(end - at)};
+        const size_t length = rest.u16(kZeltLengthOffset);
+        const bool hasHeader = rest.u8(1) == kZeltSync2 && length >= kZeltMinLength && rest.has(0, length);
+        const bool isBlock = hasHeader && (crc == Crc::kAny || zeltCrcIsValid(rest.sub(0, length)));
+        if (isBlock) blocks.push_back(rest.sub(0, length));
         at += isBlock ? length : 1;
     }
     return blocks;

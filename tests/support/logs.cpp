@@ -72,11 +72,12 @@ ByteVector readLog(const fs::path& path) {
     return {bytes.begin(), bytes.end()};
 }
 
-void writeFile(const fs::path& path, const ByteVector& bytes) {
+std::string writeFile(const fs::path& path, const ByteVector& bytes) {
     std::ofstream out(path, std::ios::binary);
     out.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
     out.close();
     require(out.good(), "a written file");
+    return path.string();
 }
 
 ScratchFolder::ScratchFolder() {
@@ -89,11 +90,6 @@ ScratchFolder::ScratchFolder() {
 ScratchFolder::~ScratchFolder() {
     std::error_code ignored;
     fs::remove_all(path, ignored);
-}
-
-std::string ScratchFolder::write(const std::string& name, const ByteVector& bytes) const {
-    writeFile(path / name, bytes);
-    return (path / name).string();
 }
 
 void EpochReader::read(const std::string& path, const Visit& visit) {
@@ -166,10 +162,13 @@ CreatedFiles convertFile(const RunConfig& config, const RunOptions& options) {
 
 CreatedFiles convert(const ByteVector& log, const RunConfig& config, RunOptions options) {
     const ScratchFolder folder;
-    const Inside inside(folder);
+    const fs::path before = fs::current_path();
+    fs::current_path(folder.path);
     options.inputFile = "log";
     writeFile(options.inputFile, log);
-    return convertFile(config, options);
+    const CreatedFiles files = convertFile(config, options);
+    fs::current_path(before);
+    return files;
 }
 
 std::vector<std::string> dataLines(const CreatedFiles& files, char letter) {

@@ -27,7 +27,9 @@ void require(bool holds, const std::string& what);
 // A file of text, its line ends as one byte, or with std::ios::binary the bytes of any file.
 std::string readFile(const std::filesystem::path& path, std::ios::openmode mode = std::ios::in);
 ByteVector readLog(const std::filesystem::path& path);
-void writeFile(const std::filesystem::path& path, const ByteVector& bytes);
+
+// Writes a file; its path as a text.
+std::string writeFile(const std::filesystem::path& path, const ByteVector& bytes);
 
 // A new folder that goes away with the object. Tests may run side by side.
 struct ScratchFolder {
@@ -37,18 +39,7 @@ struct ScratchFolder {
     ScratchFolder(const ScratchFolder&) = delete;
     ScratchFolder& operator=(const ScratchFolder&) = delete;
     ~ScratchFolder();
-
-    std::string write(const std::string& name, const ByteVector& bytes) const;
-};
-
-// Makes a folder the working directory for as long as it lives.
-struct Inside {
-    std::filesystem::path before = std::filesystem::current_path();
-
-    explicit Inside(const ScratchFolder& folder) { std::filesystem::current_path(folder.path); }
-    Inside(const Inside&) = delete;
-    Inside& operator=(const Inside&) = delete;
-    ~Inside() { std::filesystem::current_path(before); }
+    std::string write(const std::string& name, const ByteVector& log) const { return writeFile(path / name, log); }
 };
 
 // Blocks gathered into epochs as the program does it, from a file or, without one, from blocks that the caller has.
