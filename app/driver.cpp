@@ -51,7 +51,7 @@ void dispatchBlock(Bytes block, FilePass& pass) {
 
 bool isInTimeWindow(const RunOptions& options, uint32_t wnc, uint32_t tow) {
     const int64_t t = wnc * Qon::Nav::kMillisecondsPerWeek + tow;
-    return options.firstEpoch <= t && t <= options.lastEpoch;
+    return options.firstEpochMs <= t && t <= options.lastEpochMs;
 }
 
 void processFile(const RunConfig& config, const RunOptions& options, OutputRegistry& outputs) {

@@ -22,8 +22,8 @@ struct RunOptions {
     bool showsProgress = false;  // on standard output
     bool isNumericOnly = false;  // letters of data lines become zeros
     // Time window of epochs, both ends included, ms since 1980-01-06 on the receiver's scale.
-    int64_t firstEpoch = 0;
-    int64_t lastEpoch = 60000 * Qon::Nav::kMillisecondsPerWeek;
+    int64_t firstEpochMs = 0;
+    int64_t lastEpochMs = 60000 * Qon::Nav::kMillisecondsPerWeek;
 };
 
 // True unless the letter (of kConstellations) occurs among the excluded ones.

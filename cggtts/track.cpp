@@ -30,8 +30,8 @@ void correctSample(const TrackRecord& record, size_t i, const LocalFrame& statio
     const double f2 = GetSignalFrequency(codes.signal2, codes.glonassChannel);
     const double alpha = f1 * f1 / (f1 * f1 - f2 * f2);
     const GroupDelays group = TrackGroupDelays(record.ephemeris, f1, f2);
-    const double p1 = codes.code1 - record.delay1 * kSecondsPerNanosecond * kSpeedOfLight - group.first;
-    const double p2 = codes.code2 - record.delay2 * kSecondsPerNanosecond * kSpeedOfLight - group.second;
+    const double p1 = codes.code1 - record.delay1Ns * kSecondsPerNanosecond * kSpeedOfLight - group.first;
+    const double p2 = codes.code2 - record.delay2Ns * kSecondsPerNanosecond * kSpeedOfLight - group.second;
     const double ionoFree = alpha * p1 + (1 - alpha) * p2;
 
     const double sent = t - ionoFree / kSpeedOfLight;
@@ -72,8 +72,8 @@ void fitTrack(const CorrectedSamples& corrected, size_t n, double middle, DataLi
 }  // namespace
 
 void startTrack(TrackRecord& record, const RunConfig& config, const Constellation& constellation) {
-    record.delay1 = config.delayCable - config.delayReference + config.*constellation.delay1;
-    record.delay2 = config.delayCable - config.delayReference + config.*constellation.delay2;
+    record.delay1Ns = config.delayCableNs - config.delayReferenceNs + config.*constellation.delay1Ns;
+    record.delay2Ns = config.delayCableNs - config.delayReferenceNs + config.*constellation.delay2Ns;
     record.antennaPos = config.phaseCentre[constellation.index];
     record.zenithDelay = zenithTropoDelay(record.antennaPos);
     record.sampleCount = 0;
@@ -95,7 +95,7 @@ bool finishTrack(const TrackRecord& record, uint32_t t, const RunConfig& config,
     SatelliteModel model(record.ephemeris);
     const Vector3 satellite = model.GetSatPosition(line.trackStart + middle, record.antennaPos);
     const AzEl direction = GetAzEl(satellite, record.antennaPos, station);
-    if (!(direction.elevation * kDegreesPerRadian >= config.elevationMask)) return false;
+    if (!(direction.elevation * kDegreesPerRadian >= config.elevationMaskDeg)) return false;
     line.elevation = direction.elevation;
     line.azimuth = direction.azimuth;
     line.ioe = HeadOf(record.ephemeris).issue;

@@ -30,8 +30,8 @@ struct TrackSample {
 
 struct TrackRecord {
     Qon::Nav::Ephemeris ephemeris;  // as it was when the track started
-    double delay1 = 0;              // total delay of signal 1, ns
-    double delay2 = 0;
+    double delay1Ns = 0;            // total delay of signal 1, ns
+    double delay2Ns = 0;
     Qon::Nav::Vector3 antennaPos;
     float zenithDelay = 0;    // m
     int32_t sampleCount = 0;  // samples in use

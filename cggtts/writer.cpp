@@ -135,12 +135,12 @@ std::string formatHeader(size_t constellation, const HeaderTexts& texts, const R
     appendLine(header, 50, "Y = %.3f m\n", position.y);
     appendLine(header, 50, "Z = %.3f m\n", position.z);
     appendLine(header, 40, "FRAME = ITRF\n");
-    appendLine(header, 160, "COMMENTS = LS=%d; ElMask=%.0fdeg; %s\n", config.leapSeconds, config.elevationMask,
+    appendLine(header, 160, "COMMENTS = LS=%d; ElMask=%.0fdeg; %s\n", config.leapSeconds, config.elevationMaskDeg,
                texts.comment.c_str());
-    appendLine(header, 160, "INT DLY = %.1f ns (%s)   %.1f ns (%s)     CAL_ID = %s\n", config.*row.delay1,
-               row.delayLabel1, config.*row.delay2, row.delayLabel2, texts.calibrationId.c_str());
-    appendLine(header, 40, "CAB DLY = %.1f ns\n", config.delayCable);
-    appendLine(header, 40, "REF DLY = %.1f ns\n", config.delayReference);
+    appendLine(header, 160, "INT DLY = %.1f ns (%s)   %.1f ns (%s)     CAL_ID = %s\n", config.*row.delay1Ns,
+               row.delayLabel1, config.*row.delay2Ns, row.delayLabel2, texts.calibrationId.c_str());
+    appendLine(header, 40, "CAB DLY = %.1f ns\n", config.delayCableNs);
+    appendLine(header, 40, "REF DLY = %.1f ns\n", config.delayReferenceNs);
     appendLine(header, 80, "REF = %s\n", texts.timeReference.c_str());
     appendLine(header, 20, "CKSUM =");
     // The blank before the checksum is not summed (deliberate).

@@ -107,9 +107,9 @@ GloEphemeris MakeGloEphemeris(Bytes block) {
     ephemeris.frequencyNumber = block.u8(kFreqNr) - kGlonassChannelOffset;
     ephemeris.referenceTime = GpsTime(block.u16(kWnToe), block.u32(kToe));
     ephemeris.span = kGlonassSpan;
-    ephemeris.position = {block.f64(kX), block.f64(kY), block.f64(kZ)};
-    ephemeris.velocity = {block.f32(kDx), block.f32(kDy), block.f32(kDz)};
-    ephemeris.acceleration = {block.f32(kDdx), block.f32(kDdy), block.f32(kDdz)};
+    ephemeris.positionKm = {block.f64(kX), block.f64(kY), block.f64(kZ)};
+    ephemeris.velocityKmPerS = {block.f32(kDx), block.f32(kDy), block.f32(kDz)};
+    ephemeris.accelerationKmPerS2 = {block.f32(kDdx), block.f32(kDdy), block.f32(kDdz)};
     ephemeris.gamma = block.f32(kGamma);
     ephemeris.tau = block.f32(kTau);
     ephemeris.dtau = block.f32(kDtau);

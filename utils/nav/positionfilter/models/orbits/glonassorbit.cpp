@@ -52,8 +52,8 @@ State rungeKuttaStep(const State& s, const Vector3& lunisolar, double h) {
 }  // namespace
 
 GlonassArc::GlonassArc(const GloEphemeris& ephemeris)
-    : referenceTime_(ephemeris.referenceTime), acceleration_(ephemeris.acceleration), step_(kStep) {
-    states_[0] = {ephemeris.position, ephemeris.velocity};
+    : referenceTime_(ephemeris.referenceTime), acceleration_(ephemeris.accelerationKmPerS2), step_(kStep) {
+    states_[0] = {ephemeris.positionKm, ephemeris.velocityKmPerS};
 }
 
 std::optional<Vector3> GlonassArc::positionAt(double t) {
