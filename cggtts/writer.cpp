@@ -15,11 +15,13 @@ using namespace Qon::Nav;
 
 namespace {
 
+// The units of the columns. Those of lengths are 1e10 and 1e13 over the speed of light, as fixed digits: products with
+// them decide how a tenth is rounded.
 constexpr double kTenthDegreesPerPi = 1800.0;
 constexpr double kTenthNsPerMetre = 33.3564095198152;
 constexpr double kTenthPsPerMetre = 33356.409519815206;
 
-// A value outside the range of the integer, or not a number, becomes the lowest integer.
+// Rounded with halves away from zero. A value outside the range of the integer, or not a number, becomes the lowest.
 int32_t rounded(double value) {
     const double integer = std::round(value);
     if (!(integer >= std::numeric_limits<int32_t>::min() && integer <= std::numeric_limits<int32_t>::max())) {
@@ -143,7 +145,8 @@ std::string formatHeader(size_t constellation, const HeaderTexts& texts, const R
     appendLine(header, 40, "REF DLY = %.1f ns\n", config.delayReferenceNs);
     appendLine(header, 80, "REF = %s\n", texts.timeReference.c_str());
     appendLine(header, 20, "CKSUM =");
-    // The blank before the checksum is not summed (deliberate).
+    // The blank before the checksum is not summed (deliberate, as headers are fixed to the byte): readers that follow
+    // the letter of the format and sum it find 0x20 less.
     appendLine(header, 10, " %02x\n", static_cast<unsigned>(cggttsChecksum(header)));
     appendLine(header, 10, "\n");
     header += kColumnTitles;

@@ -15,7 +15,8 @@ constexpr double kGlonassSpan = 1800;   // s
 constexpr uint16_t kE5aHealthMask = 0x0F00;
 constexpr uint16_t kE5aHealthy = 0x0100;  // status present, signal health 0, data valid
 
-constexpr uint32_t kBeiDouBehindGps = 14;  // s that BeiDou time counts less
+// s that BeiDou time counts less. It enters instants alone: the node's longitude counts from t_oe as broadcast.
+constexpr uint32_t kBeiDouBehindGps = 14;
 
 // The quarter of the hour of t_b (min of the day in UTC + 3 h) in the day of UTC, counted from 1.
 int quarterInUtc(int tb) {
