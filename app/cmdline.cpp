@@ -22,8 +22,9 @@ constexpr size_t kEpochTextCapacity = 19;
 constexpr size_t kCodeCapacity = 2;
 
 // The ionosphere-free combination of the two vertical offsets of each constellation, in the order of kConstellations:
-// factor = f1^2 / (f1^2 - f2^2) for L1/L2, E1/E5a, B1/B2. GLONASS has a constant of its own that is not that of its
-// 9/7 frequency ratio (deliberate).
+// factor = f1^2 / (f1^2 - f2^2) for L1/L2, E1/E5a, B1/B2. GLONASS's is that of 1602 and 1248 MHz, not of its 9/7 ratio,
+// which gives 2.53125 (deliberate: X, Y and Z in the header and the digits of its lines hang on it where -ag1 and -ag2
+// differ, 1.3 mm or 4 ps for 0.1 m).
 struct OffsetRow {
     double AntennaSettings::*offset1;
     double AntennaSettings::*offset2;
@@ -36,6 +37,8 @@ constexpr OffsetRow kOffsets[kTrackedConstellations] = {
     {&AntennaSettings::offsetB1, &AntennaSettings::offsetB2, 2.487168313616926},
 };
 
+// What takes the place of an argument that was used. Writable in name only, as argv's own texts are: nobody writes to
+// it.
 char kEmptyArgument[] = "";
 
 bool beginsWith(const char* argument, const char* option) {
@@ -122,6 +125,7 @@ bool completeLeapSeconds(const RunOptions& options, RunConfig& config) {
     return false;
 }
 
+// Of a position that was not given: the Earth's centre is nobody's antenna.
 bool isOrigin(const Vector3& p) { return p.x == 0 && p.y == 0 && p.z == 0; }
 
 void completeFromSetup(RunOptions& options, AntennaSettings& antenna) {

@@ -8,7 +8,7 @@
 namespace {
 
 constexpr int kLineWidth = 80;
-constexpr float kComplete = 100.0F;
+constexpr float kComplete = 100.0F;  // percent
 constexpr const char* kLabel = "Processing:";
 
 }  // namespace

@@ -57,8 +57,8 @@ AzEl GetAzEl(const Vector3& satellite, const Vector3& receiver, const LocalFrame
 double GetElevation(const Vector3& satellite, const Vector3& receiver, const LocalFrame& station);
 
 // Bowring's closed form (B. R. Bowring, Survey Review 23, 1976, 323-327) with the first guess and the height of his
-// later paper (Survey Review 28, 1985, 202-206), one pass: below 1e-9 rad and 1e-5 m for heights from -5 km to
-// satellite altitudes. On the Z axis the longitude is 0.
+// later paper (Survey Review 28, 1985, 202-206), one pass: within 1e-12 rad and 1e-7 m for heights from -5 km
+// to 36 000 km. On the Z axis the longitude is 0.
 Geodetic EcefToGeodetic(const Vector3& position);
 
 // The position at a height in m above the point of the ellipsoid that the frame belongs to.
