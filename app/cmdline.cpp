@@ -23,8 +23,9 @@ constexpr size_t kEpochTextCapacity = 19;
 constexpr size_t kCodeCapacity = 2;
 
 // The ionosphere-free combination of the two vertical offsets of each constellation, in the order of kConstellations:
-// factor = f1^2 / (f1^2 - f2^2) for L1/L2, E1/E5a, B1/B2. GLONASS has a constant of its own that is not that of its
-// 9/7 frequency ratio (deliberate).
+// factor = f1^2 / (f1^2 - f2^2) for L1/L2, E1/E5a, B1/B2. GLONASS's is that of 1602 and 1248 MHz, not of its 9/7 ratio,
+// which gives 2.53125 (deliberate: X, Y and Z in the header and the digits of its lines hang on it where -ag1 and -ag2
+// differ, 1.3 mm or 4 ps for 0.1 m).
 struct OffsetRow {
     double AntennaSettings::*offset1;
     double AntennaSettings::*offset2;
@@ -37,6 +38,8 @@ constexpr OffsetRow kOffsets[kTrackedConstellations] = {
     {&AntennaSettings::offsetB1, &AntennaSettings::offsetB2, 2.487168313616926},
 };
 
+// What takes the place of an argument that was used. Writable in name only, as argv's own texts are: nobody writes to
+// it.
 char kEmptyArgument[] = "";
 
 bool beginsWith(const char* argument, const char* option) {
@@ -123,6 +126,7 @@ bool completeLeapSeconds(const RunOptions& options, RunConfig& config) {
     return false;
 }
 
+// Of a position that was not given: the Earth's centre is nobody's antenna.
 bool isOrigin(const Vector3& p) { return p.x == 0 && p.y == 0 && p.z == 0; }
 
 void completeFromSetup(RunOptions& options, AntennaSettings& antenna) {
@@ -161,7 +165,7 @@ std::vector<Option> optionTable(RunConfig& config, RunOptions& options, AntennaS
         {"-py", &antenna.position.y},
         {"-pz", &antenna.position.z},
         {"-ls", &config.leapSeconds},
-        {"-elm", &config.elevationMask},
+        {"-elm", &config.elevationMaskDeg},
         {"-al1", &antenna.offsetL1},
         {"-al2", &antenna.offsetL2},
         {"-ag1", &antenna.offsetGloL1},
@@ -169,16 +173,16 @@ std::vector<Option> optionTable(RunConfig& config, RunOptions& options, AntennaS
         {"-ae5a", &antenna.offsetE5a},
         {"-ab1", &antenna.offsetB1},
         {"-ab2", &antenna.offsetB2},
-        {"-dl1", &config.delayGpsL1},
-        {"-dl2", &config.delayGpsL2},
-        {"-dg1", &config.delayGloL1},
-        {"-dg2", &config.delayGloL2},
-        {"-de5a", &config.delayGalE5a},
-        {"-de1", &config.delayGalE1},
-        {"-db1", &config.delayBdsB1},
-        {"-db2", &config.delayBdsB2},
-        {"-dref", &config.delayReference},
-        {"-dcab", &config.delayCable},
+        {"-dl1", &config.delayGpsL1Ns},
+        {"-dl2", &config.delayGpsL2Ns},
+        {"-dg1", &config.delayGloL1Ns},
+        {"-dg2", &config.delayGloL2Ns},
+        {"-de5a", &config.delayGalE5aNs},
+        {"-de1", &config.delayGalE1Ns},
+        {"-db1", &config.delayBdsB1Ns},
+        {"-db2", &config.delayBdsB2Ns},
+        {"-dref", &config.delayReferenceNs},
+        {"-dcab", &config.delayCableNs},
         {"-labid", TextTarget{&options.laboratoryCode, kCodeCapacity}},
         {"-lab", TextTarget{&options.laboratory, 40}},
         {"-rxid", TextTarget{&options.receiverId, kCodeCapacity}},
@@ -188,8 +192,8 @@ std::vector<Option> optionTable(RunConfig& config, RunOptions& options, AntennaS
         {"-tref", TextTarget{&options.timeReference, 30}},
         {"-suffix", TextTarget{&options.suffix, 30}},
         {"-x", TextTarget{&options.excluded, 9}},
-        {"-b", EpochTarget{&options.firstEpoch}},
-        {"-e", EpochTarget{&options.lastEpoch}},
+        {"-b", EpochTarget{&options.firstEpochMs}},
+        {"-e", EpochTarget{&options.lastEpochMs}},
         {"-C", &config.isContiguous},
         {"-v", &options.showsProgress},
         {"-matlab", &options.isNumericOnly},

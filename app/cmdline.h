@@ -10,9 +10,10 @@
 #include "app/runoptions.h"
 #include "cggtts/runconfig.h"
 
-// Fills both records from the arguments and the log. True when the run may go on, and after -h or -V, which print
-// their text and leave options.inputFile empty. False after one message on standard error. Arguments that an option
-// consumes are replaced by empty ones.
+// Fills both records from the arguments and the log, which it reads for what they leave open. True when the run may go
+// on, and after -h or -V, which print their text and leave options.inputFile empty. False after one message on standard
+// error; the records are then filled in part. Arguments that an option consumes are replaced by empty ones. A system
+// call of the reader that must not fail (zeltread.h) ends the program with status 1.
 bool parseOptions(int argc, char** argv, RunConfig& config, RunOptions& options);
 
 // Where an option's value goes.
@@ -29,7 +30,8 @@ struct Option {
     OptionTarget target;
 };
 
-// Antenna reference point (ECEF, m) and vertical phase-centre offsets (m, positive upwards): used up in parsing.
+// Antenna reference point (ITRF, m) and vertical offsets of the phase centres from it (m, positive upwards): needed
+// while options are parsed alone. What remains of them are the phase centres of RunConfig.
 struct AntennaSettings {
     Qon::Nav::Vector3 position;
     double offsetL1 = 0;  // GPS L1 and Galileo E1
@@ -41,12 +43,15 @@ struct AntennaSettings {
     double offsetB2 = 0;
 };
 
+// Every option has one row; a new one needs its line in help, man page and completion as well.
+//
 // The options that take part in parsing after -h, -V and -f, in the order in which they are looked for. An argument
 // matches an option when it begins with the option's text, so an option stands before every shorter one that it begins
 // with.
 std::vector<Option> optionTable(RunConfig& config, RunOptions& options, AntennaSettings& antenna);
 
-// True when an argument from the first on begins with the option's text. The first such argument is kept or emptied.
+// True when an argument (from index 1 on, as everywhere here) begins with the option's text. What becomes of the first
+// such argument is the caller's choice.
 enum class FoundArgument { kKeep, kEmpty };
 bool findOption(const char* option, int argc, char** argv, FoundArgument found);
 
@@ -59,8 +64,9 @@ bool getIntOption(const char* option, int32_t& value, int argc, char** argv);
 void getStringOption(const char* option, const TextTarget& target, int argc, char** argv);
 
 // Time bound from "yyyy-mm-dd_hh:mm:ss" (any separators, fields from the right may be missing and count as 0; years
-// below 80 are 20xx, others up to 1900 are counted from 1900): ms since 1980-01-06, rounded half up, no leap seconds.
-// Bounds beyond 64 bits, and those that are not a number, become the nearest end. False when nothing converts.
+// below 80 are 20xx, others up to 1900 are counted from 1900): ms since 1980-01-06, rounded half up, no leap seconds,
+// so that it is GPS time like the stamps it is compared with. Bounds beyond 64 bits become the nearest end, those that
+// are not a number the lowest. False when nothing converts.
 bool parseEpochBound(const char* text, int64_t& milliseconds);
 
 // Opens the file for reading and closes it again; on failure prints the message and returns false.

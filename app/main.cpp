@@ -16,7 +16,7 @@ int main(int argc, char** argv) {
     RunConfig config;
     RunOptions options;
     if (!parseOptions(argc, argv, config, options)) return kConfigurationFailure;
-    if (options.inputFile.empty()) return 0;
+    if (options.inputFile.empty()) return 0;  // after -h or -V
     OutputRegistry outputs;
     processFile(config, options, outputs);
     if (outputs.createdFiles.empty()) {

@@ -12,7 +12,7 @@ namespace {
 constexpr size_t kOutputPathCapacity = 49;
 constexpr size_t kCreatedFilesCapacity = 499;
 
-// Receivers count 80 channels from this firmware on.
+// Firmware up to this version tracks 64 channels, later ones 80 (CH in the header).
 constexpr double kLastFirmwareWith64Channels = 5.2999;
 
 HeaderTexts headerTexts(const RunOptions& options) {
@@ -44,6 +44,7 @@ void createFile(const Constellation& constellation, const CggttsProcessor& proce
 
 }  // namespace
 
+// All files come into being together, with the first lines of any: one that never gets a line holds its header alone.
 void writeOutputs(const CggttsProcessor& processor, const RunConfig& config, const RunOptions& options,
                   OutputRegistry& outputs) {
     for (const Constellation& constellation : kConstellations) {

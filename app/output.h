@@ -13,11 +13,12 @@
 // the created files.
 struct OutputRegistry {
     std::array<std::FILE*, kTrackedConstellations> streams{};
-    std::string createdFiles;  // separated by commas, at most 499 characters
+    std::string createdFiles;  // paths as created, separated by commas, cut to 499 characters
 };
 
-// Creates the files of all constellations not excluded that have none yet, each with its header, and writes every
-// constellation's waiting lines to its file. A file that cannot be created ends the program with status 1.
+// Creates the files of all constellations not excluded that have none yet, each with its header, in the current
+// directory, and writes every constellation's waiting lines to its file. A file that cannot be created ends the program
+// with status 1; what was written before stays. Writes are not checked.
 void writeOutputs(const CggttsProcessor& processor, const RunConfig& config, const RunOptions& options,
                   OutputRegistry& outputs);
 

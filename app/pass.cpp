@@ -18,7 +18,7 @@ void useEpoch(FilePass& pass, const PassEvents& events) {
 
 bool isInTimeWindow(const RunOptions& options, uint32_t wnc, uint32_t tow) {
     const int64_t t = wnc * Qon::Nav::kMillisecondsPerWeek + tow;
-    return options.firstEpoch <= t && t <= options.lastEpoch;
+    return options.firstEpochMs <= t && t <= options.lastEpochMs;
 }
 
 void dispatchBlock(Bytes block, FilePass& pass, const PassEvents& events) {

@@ -6,7 +6,7 @@
 
 namespace {
 
-constexpr float kComplete = 100.0F;
+constexpr float kComplete = 100.0F;  // percent
 constexpr const char* kLabel = "Processing:";
 
 }  // namespace

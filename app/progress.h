@@ -17,7 +17,7 @@ struct Progress {
 };
 
 // Draws the share of the file read so far, on a scale from firstPercent to lastPercent. The first call ends the line
-// that the console is on; with firstPercent 100 the indicator is blanked.
+// that the console is on. With firstPercent 100 the pass is over: the indicator is blanked and its line ended.
 void showProgressRange(Progress& progress, ZeltFile& file, float firstPercent, float lastPercent);
 
 // Draws "label |====-    |  5%"; blanks the line unless 0 <= percent < 100.

@@ -17,8 +17,8 @@ struct Constellation {
     uint8_t lastSvid;
     Qon::Nav::SignalType signal1;
     Qon::Nav::SignalType signal2;
-    double RunConfig::*delay1;  // internal delay of signal 1, ns
-    double RunConfig::*delay2;
+    double RunConfig::*delay1Ns;  // internal delay of signal 1, ns
+    double RunConfig::*delay2Ns;
     const char* filePrefix;
     const char* delayLabel1;  // of the INT DLY header line
     const char* delayLabel2;
@@ -50,8 +50,8 @@ constexpr std::array<Constellation, kTrackedConstellations> kConstellations = nu
      .lastSvid = 32,
      .signal1 = Qon::Nav::kGpsL1P,
      .signal2 = Qon::Nav::kGpsL2P,
-     .delay1 = &RunConfig::delayGpsL1,
-     .delay2 = &RunConfig::delayGpsL2,
+     .delay1Ns = &RunConfig::delayGpsL1Ns,
+     .delay2Ns = &RunConfig::delayGpsL2Ns,
      .filePrefix = "GZ",
      .delayLabel1 = "GPS P1",
      .delayLabel2 = "GPS P2",
@@ -63,8 +63,8 @@ constexpr std::array<Constellation, kTrackedConstellations> kConstellations = nu
      .lastSvid = 67,
      .signal1 = Qon::Nav::kGloL1Ca,
      .signal2 = Qon::Nav::kGloL2Ca,
-     .delay1 = &RunConfig::delayGloL1,
-     .delay2 = &RunConfig::delayGloL2,
+     .delay1Ns = &RunConfig::delayGloL1Ns,
+     .delay2Ns = &RunConfig::delayGloL2Ns,
      .filePrefix = "RZ",
      .delayLabel1 = "GLO C1",
      .delayLabel2 = "GLO C2",
@@ -76,8 +76,8 @@ constexpr std::array<Constellation, kTrackedConstellations> kConstellations = nu
      .lastSvid = 106,
      .signal1 = Qon::Nav::kGalE1,
      .signal2 = Qon::Nav::kGalE5a,
-     .delay1 = &RunConfig::delayGalE1,
-     .delay2 = &RunConfig::delayGalE5a,
+     .delay1Ns = &RunConfig::delayGalE1Ns,
+     .delay2Ns = &RunConfig::delayGalE5aNs,
      .filePrefix = "EZ",
      .delayLabel1 = "Galileo E1",
      .delayLabel2 = "Galileo E5a",
@@ -89,8 +89,8 @@ constexpr std::array<Constellation, kTrackedConstellations> kConstellations = nu
      .lastSvid = 197,
      .signal1 = Qon::Nav::kBdsB1I,
      .signal2 = Qon::Nav::kBdsB2I,
-     .delay1 = &RunConfig::delayBdsB1,
-     .delay2 = &RunConfig::delayBdsB2,
+     .delay1Ns = &RunConfig::delayBdsB1Ns,
+     .delay2Ns = &RunConfig::delayBdsB2Ns,
      .filePrefix = "CZ",
      .delayLabel1 = "BeiDou B1",
      .delayLabel2 = "BeiDou B2",

@@ -4,6 +4,7 @@
 
 namespace {
 
+// 0 for residuals that are no numbers, too: the value itself then shows it.
 double residualRms(const double* x, const double* y, size_t n, const Line& line) {
     double sum = 0;
     for (size_t i = 0; i < n; ++i) {

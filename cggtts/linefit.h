@@ -10,7 +10,7 @@ struct Line {
     double at(double x) const { return slope * x + intercept; }
 };
 
-// The line through n points (n >= 2) that minimises the squared residuals in y; summed from the first point, so that
-// large common offsets cost no digits. Not finite when all x are the same. rms, when asked for, is the residuals' with
-// n - 2 degrees of freedom.
+// The line through n points (n >= 3) that minimises the squared residuals in y; summed from the first point, so that
+// large common offsets cost no digits. Not finite when all x are the same. rms, when asked for, is that of the
+// residuals with n - 2 degrees of freedom.
 Line fitLine(const double* x, const double* y, size_t n, double* rms = nullptr);

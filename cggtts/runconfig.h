@@ -11,20 +11,22 @@
 constexpr size_t kTrackedConstellations = 4;  // GPS, GLONASS, Galileo, BeiDou: in this order everywhere
 
 struct RunConfig {
-    // Internal delays (receiver and antenna) of the signals, reference delay and cable delay, ns.
-    double delayGpsL1 = 0;
-    double delayGpsL2 = 0;
-    double delayGloL1 = 0;
-    double delayGloL2 = 0;
-    double delayGalE5a = 0;
-    double delayGalE1 = 0;
-    double delayBdsB1 = 0;
-    double delayBdsB2 = 0;
-    double delayReference = 0;
-    double delayCable = 0;
+    // Delays in ns. Internal ones (receiver and antenna) per signal and the cable's make signals arrive late and are
+    // taken off the measurements; the reference's, from the laboratory's clock to the receiver's latching, is added.
+    double delayGpsL1Ns = 0;
+    double delayGpsL2Ns = 0;
+    double delayGloL1Ns = 0;
+    double delayGloL2Ns = 0;
+    double delayGalE5aNs = 0;
+    double delayGalE1Ns = 0;
+    double delayBdsB1Ns = 0;
+    double delayBdsB2Ns = 0;
+    double delayReferenceNs = 0;
+    double delayCableNs = 0;
 
     int32_t leapSeconds = Qon::Nav::kNoLeapSeconds;  // GPS - UTC, s
-    double elevationMask = 10;                       // degrees
-    bool isContiguous = false;                       // 13-minute tracks without gaps instead of the BIPM schedule
-    std::array<Qon::Nav::Vector3, kTrackedConstellations> phaseCentre;  // antenna, per constellation
+    double elevationMaskDeg = 10;
+    bool isContiguous = false;  // 13-minute tracks without gaps instead of the BIPM schedule
+    // Phase centre of the antenna for the ionosphere-free combination of a constellation's two signals: ITRF, m.
+    std::array<Qon::Nav::Vector3, kTrackedConstellations> phaseCentre;
 };

@@ -4,7 +4,7 @@
 
 namespace {
 
-constexpr uint32_t kSchedulePeriod = 86160;  // s
+constexpr uint32_t kSchedulePeriod = 86160;  // s, 23 h 56 min: about a sidereal day
 constexpr uint32_t kLastPhase = 85440;       // s; a 90th track would begin behind it
 constexpr uint32_t kFirstSlotOffset = 5;     // in samples: the first track's slot 0 is at phase 150 s
 constexpr uint32_t kTrackSpacing = 32;       // in samples: 960 s

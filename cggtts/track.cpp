@@ -23,6 +23,7 @@ struct CorrectedSamples {
     std::array<double, kSlotsPerTrack> offsets;
 };
 
+// Sample i of a record by the equations of the header, all in m: the columns' units are the writer's.
 void correctSample(const TrackRecord& record, size_t i, const LocalFrame& station, SatelliteModel& model,
                    CorrectedSamples& corrected) {
     const auto& [t, slot, codes] = record.samples[i];
@@ -30,15 +31,18 @@ void correctSample(const TrackRecord& record, size_t i, const LocalFrame& statio
     const double f2 = GetSignalFrequency(codes.signal2, codes.glonassChannel);
     const double alpha = f1 * f1 / (f1 * f1 - f2 * f2);
     const GroupDelays group = TrackGroupDelays(record.ephemeris, f1, f2);
-    const double p1 = codes.code1 - record.delay1 * kSecondsPerNanosecond * kSpeedOfLight - group.first;
-    const double p2 = codes.code2 - record.delay2 * kSecondsPerNanosecond * kSpeedOfLight - group.second;
+    const double p1 = codes.code1 - record.delay1Ns * kSecondsPerNanosecond * kSpeedOfLight - group.first;
+    const double p2 = codes.code2 - record.delay2Ns * kSecondsPerNanosecond * kSpeedOfLight - group.second;
     const double ionoFree = alpha * p1 + (1 - alpha) * p2;
 
-    const double sent = t - ionoFree / kSpeedOfLight;
-    const double clock = model.GetSatClockBias(sent);
-    const double relativity = model.GetRelativisticCorr(sent);
-    const double sentByClock = t - (clock + ionoFree) / kSpeedOfLight;
-    const Vector3 satellite = model.GetSatPosition(sentByClock, record.antennaPos);
+    // When the signal left: by the satellite's clock, which the code tells, and in system time. The latter is without
+    // the relativistic term, below 50 ns (400 ns for the two Galileo satellites on eccentric orbits): the satellite
+    // moves 0.2 mm (1.5 mm) in it, 1 ps (5 ps) at most.
+    const double sentSatelliteTime = t - ionoFree / kSpeedOfLight;
+    const double clock = model.GetSatClockBias(sentSatelliteTime);
+    const double relativity = model.GetRelativisticCorr(sentSatelliteTime);
+    const double sentSystemTime = t - (clock + ionoFree) / kSpeedOfLight;
+    const Vector3 satellite = model.GetSatPosition(sentSystemTime, record.antennaPos);
     const double range = GetLineOfSight(record.antennaPos, satellite).range;
     const double elevation = GetElevation(satellite, record.antennaPos, station);
     const float tropo = tropoMapping(record.zenithDelay, static_cast<float>(elevation));
@@ -59,6 +63,7 @@ void fitTrack(const CorrectedSamples& corrected, size_t n, double middle, DataLi
     const Line refsys = fitLine(x, corrected.refsys.data(), n, &line.dsg);
     line.refsys = refsys.at(middle);
     line.srsys = refsys.slope;
+    // Ionosphere and troposphere come in single precision; in about one line of 50 000 a last digit hangs on it.
     double ionoRms = 0;
     const Line iono = fitLine(x, corrected.iono.data(), n, &ionoRms);
     line.mdio = static_cast<float>(iono.at(middle));
@@ -72,13 +77,14 @@ void fitTrack(const CorrectedSamples& corrected, size_t n, double middle, DataLi
 }  // namespace
 
 void startTrack(TrackRecord& record, const RunConfig& config, const Constellation& constellation) {
-    record.delay1 = config.delayCable - config.delayReference + config.*constellation.delay1;
-    record.delay2 = config.delayCable - config.delayReference + config.*constellation.delay2;
+    record.delay1Ns = config.delayCableNs - config.delayReferenceNs + config.*constellation.delay1Ns;
+    record.delay2Ns = config.delayCableNs - config.delayReferenceNs + config.*constellation.delay2Ns;
     record.antennaPos = config.phaseCentre[constellation.index];
     record.zenithDelay = zenithTropoDelay(record.antennaPos);
     record.sampleCount = 0;
 }
 
+// Samples are kept as measured and corrected when the track is finished, so that those without a line cost nothing.
 SampleOutcome trackSample(TrackRecord& record, int slot, uint32_t t, const CodePair& codes) {
     if (slot < 0 || slot >= kSlotsPerTrack) return SampleOutcome::kBetweenTracks;
     if (record.sampleCount >= kSlotsPerTrack) return SampleOutcome::kFull;
@@ -94,12 +100,14 @@ SampleOutcome trackSample(TrackRecord& record, int slot, uint32_t t, const CodeP
 TrackOutcome finishTrack(const TrackRecord& record, uint32_t t, const RunConfig& config, const LocalFrame& station,
                          DataLine& line) {
     if (record.sampleCount < kMinSamples) return TrackOutcome::kTooFewSamples;
+
+    // Direction at mid-track, where the lines are evaluated too. A direction that is no number is below every mask.
     const double middle = kHalfTrack + config.leapSeconds;
     line.trackStart = t - kTrackLength;
     SatelliteModel model(record.ephemeris);
     const Vector3 satellite = model.GetSatPosition(line.trackStart + middle, record.antennaPos);
     const AzEl direction = GetAzEl(satellite, record.antennaPos, station);
-    if (!(direction.elevation * kDegreesPerRadian >= config.elevationMask)) return TrackOutcome::kBelowMask;
+    if (!(direction.elevation * kDegreesPerRadian >= config.elevationMaskDeg)) return TrackOutcome::kBelowMask;
     line.elevation = direction.elevation;
     line.azimuth = direction.azimuth;
     line.ioe = HeadOf(record.ephemeris).issue;

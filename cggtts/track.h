@@ -1,4 +1,22 @@
 // One satellite's track: the code measurements it is given, and the data line they end in.
+//
+// After P. Defraigne and G. Petit, CGGTTS-Version 2E: an extended standard for GNSS time transfer, Metrologia 52 (2015)
+// G1, and for the ionosphere-free combination P3 the same authors, Time transfer to TAI using geodetic receivers,
+// Metrologia 40 (2003) 184. For codes of two signals in m, received at t by the receiver's clock (GPS time), c being
+// the speed of light and a = f1^2 / (f1^2 - f2^2):
+//
+//     Pi     = code i - c (internal delay i + cable - reference) - group delay i
+//     P3     = a P1 + (1 - a) P2
+//     CLK    = clock polynomial of the satellite at t - P3/c, in m; REL the relativistic term with it
+//     R      = distance from the antenna to the satellite at t - (P3 + CLK)/c, turned with the Earth
+//     T      = modelled troposphere at the satellite's elevation
+//     REFSV  = (P3 - T - R + REL) / c       the laboratory's clock minus the satellite's
+//     REFSYS = REFSV + CLK / c              the laboratory's clock minus system time
+//     MSIO   = (1 - a) (P1 - P2) / c        ionosphere of signal 1; MDIO repeats it, no model is evaluated
+//
+// Each is sampled at up to 26 instants. The line holds the straight lines through the samples, values and slopes, and
+// the RMS about them (DSG of REFSYS, ISG of MSIO). Values are those at mid-track in UTC: 390 s after the printed start,
+// a time of UTC, and the leap seconds later by which the samples' GPS time is ahead of it.
 #pragma once
 
 #include <array>
@@ -30,11 +48,11 @@ struct TrackSample {
 
 struct TrackRecord {
     Qon::Nav::Ephemeris ephemeris;  // as it was when the track started
-    double delay1 = 0;              // total delay of signal 1, ns
-    double delay2 = 0;
-    Qon::Nav::Vector3 antennaPos;
-    float zenithDelay = 0;    // m
-    int32_t sampleCount = 0;  // samples in use
+    double delay1Ns = 0;            // of signal 1: internal + cable - reference
+    double delay2Ns = 0;
+    Qon::Nav::Vector3 antennaPos;  // ECEF, m
+    float zenithDelay = 0;         // m
+    int32_t sampleCount = 0;       // samples in use
     std::array<TrackSample, kSlotsPerTrack> samples;
 };
 
@@ -62,9 +80,9 @@ enum class TrackOutcome {
     kNoRoom,  // it would be a line, but the constellation has 23 of them already
 };
 
-// The line of a track closed at t, its last instant: every sample corrected, lines fitted and evaluated at the middle
-// of the track. Group delays, clock and position are those of the satellite of the record's ephemeris, whichever
-// satellite the codes are of. `station` is the frame of the run's station. Fills all of `line` but svid.
-// Of a track with fewer than 21 samples, or below the elevation mask, `line` may be partly written.
+// The line of a track closed at t, its last instant. Group delays, clock and position are those of the satellite of the
+// record's ephemeris, whichever satellite the codes are of; `station` is whose horizon elevations are above (GetAzEl).
+// Fills all of `line` but svid. Of a track with fewer than 21 samples, or below the elevation mask at mid-track,
+// `line` may be partly written.
 TrackOutcome finishTrack(const TrackRecord& record, uint32_t t, const RunConfig& config,
                          const Qon::Nav::LocalFrame& station, DataLine& line);

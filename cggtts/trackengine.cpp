@@ -9,7 +9,7 @@ using namespace Qon::Nav;
 namespace {
 
 constexpr size_t kLineBufferCapacity = 3000;
-constexpr size_t kLineBufferFull = 2850;  // no line is begun from here on
+constexpr size_t kLineBufferFull = 2850;  // no line is begun from here on, so that one still fits
 
 // The codes of a constellation's two signals; where several slots hold the same signal, the last one's.
 CodePair findCodes(const ZeltMeasSat& satellite, const Constellation& constellation) {
@@ -34,6 +34,7 @@ int CggttsProcessor::slotAt(uint32_t t) const {
 
 bool CggttsProcessor::addEpoch(const ZeltMeasEpoch& epoch) {
     const uint32_t t = epoch.wnc * kSecondsPerWeek + epoch.tow / 1000;
+    // In a log faster than 1 Hz the first epoch of a whole second is its sample.
     if (t % kSampleSpacing != 0 || t == lastSampleTime_) return false;
     if (!lastSampleTime_) contiguousAnchor_ = t;
     startTracks(t);
@@ -42,6 +43,7 @@ bool CggttsProcessor::addEpoch(const ZeltMeasEpoch& epoch) {
     return closeTracks(t);
 }
 
+// Records of satellites of which nothing was received stay as they are, empty.
 void CggttsProcessor::startTracks(uint32_t t) {
     const bool goesOn = lastSampleTime_ && slotAt(t) != 0 && t == *lastSampleTime_ + kSampleSpacing;
     lastSampleTime_ = t;
@@ -57,8 +59,8 @@ void CggttsProcessor::startTracks(uint32_t t) {
     }
 }
 
-// GLONASS has one number more than records (deliberate): satellites of unknown slot land in the record that follows,
-// Galileo's first.
+// GLONASS has one number more than records: satellites of unknown slot (68) land in the record that follows, Galileo's
+// first (deliberate: files are fixed to the byte, and E01's line counts these samples among its own).
 TrackRecord& CggttsProcessor::recordOf(int svid, const Constellation& constellation) {
     return tracks_[constellation.firstRecord + static_cast<size_t>(svid - constellation.firstSvid)];
 }
@@ -69,6 +71,7 @@ void CggttsProcessor::addSatellite(const ZeltMeasSat& satellite, uint32_t t, int
     const CodePair codes = findCodes(satellite, *constellation);
     if (!(codes.code1 > kAvailableAbove && codes.code2 > kAvailableAbove)) return;
     TrackRecord& record = recordOf(satellite.svid, *constellation);
+    // A station has one horizon, whatever the phase centres of its constellations: that of the first sample kept.
     const SampleOutcome outcome = trackSample(record, slot, t, codes);
     if (outcome == SampleOutcome::kKept && !station_) station_ = LocalFrameAt(record.antennaPos);
     if (events_.sample) events_.sample(satellite.svid, t, outcome);

@@ -1,4 +1,8 @@
 // The track engine: epochs in, lines of closed tracks out.
+//
+// Every 30 s there is a sample instant. At the first slot of a track, and after a gap, every satellite's record is
+// emptied and takes the ephemeris then in the store, which serves it to its end; at the last slot the records are
+// finished into lines.
 #pragma once
 
 #include <array>
@@ -33,13 +37,13 @@ public:
     // of the last sample, change nothing.
     bool addEpoch(const ZeltMeasEpoch& epoch);
 
-    // The lines of the last closing, by satellite number. No line is begun behind 2850 characters: 23 lines are the
-    // most (deliberate).
+    // The lines of the last closing, by satellite number. No line is begun behind 2850 characters, so that 23 are the
+    // most (deliberate: files are fixed to the byte; of more satellites those of the highest numbers go without).
     const std::string& lineBuffer(const Constellation& constellation) const {
         return lineBuffers_[constellation.index];
     }
 
-    // The last sample instant, s since 1980-01-06; 0 before the first.
+    // The last sample instant, s since 1980-01-06; 0 before the first. It names the files.
     uint32_t lastSampleTime() const { return lastSampleTime_.value_or(0); }
 
 private:

@@ -15,11 +15,13 @@ using namespace Qon::Nav;
 
 namespace {
 
+// The units of the columns. Those of lengths are 1e10 and 1e13 over the speed of light, as fixed digits: products with
+// them decide how a tenth is rounded.
 constexpr double kTenthDegreesPerPi = 1800.0;
 constexpr double kTenthNsPerMetre = 33.3564095198152;
 constexpr double kTenthPsPerMetre = 33356.409519815206;
 
-// A value outside the range of the integer, or not a number, becomes the lowest integer.
+// Rounded with halves away from zero. A value outside the range of the integer, or not a number, becomes the lowest.
 int32_t rounded(double value) {
     const double integer = std::round(value);
     if (!(integer >= std::numeric_limits<int32_t>::min() && integer <= std::numeric_limits<int32_t>::max())) {
@@ -135,15 +137,16 @@ std::string formatHeader(size_t constellation, const HeaderTexts& texts, const R
     appendLine(header, 50, "Y = %.3f m\n", position.y);
     appendLine(header, 50, "Z = %.3f m\n", position.z);
     appendLine(header, 40, "FRAME = ITRF\n");
-    appendLine(header, 160, "COMMENTS = LS=%d; ElMask=%.0fdeg; %s\n", config.leapSeconds, config.elevationMask,
+    appendLine(header, 160, "COMMENTS = LS=%d; ElMask=%.0fdeg; %s\n", config.leapSeconds, config.elevationMaskDeg,
                texts.comment.c_str());
-    appendLine(header, 160, "INT DLY = %.1f ns (%s)   %.1f ns (%s)     CAL_ID = %s\n", config.*row.delay1,
-               row.delayLabel1, config.*row.delay2, row.delayLabel2, texts.calibrationId.c_str());
-    appendLine(header, 40, "CAB DLY = %.1f ns\n", config.delayCable);
-    appendLine(header, 40, "REF DLY = %.1f ns\n", config.delayReference);
+    appendLine(header, 160, "INT DLY = %.1f ns (%s)   %.1f ns (%s)     CAL_ID = %s\n", config.*row.delay1Ns,
+               row.delayLabel1, config.*row.delay2Ns, row.delayLabel2, texts.calibrationId.c_str());
+    appendLine(header, 40, "CAB DLY = %.1f ns\n", config.delayCableNs);
+    appendLine(header, 40, "REF DLY = %.1f ns\n", config.delayReferenceNs);
     appendLine(header, 80, "REF = %s\n", texts.timeReference.c_str());
     appendLine(header, 20, "CKSUM =");
-    // The blank before the checksum is not summed (deliberate).
+    // The blank before the checksum is not summed (deliberate, as headers are fixed to the byte): readers that follow
+    // the letter of the format and sum it find 0x20 less.
     appendLine(header, 10, " %02x\n", static_cast<unsigned>(cggttsChecksum(header)));
     appendLine(header, 10, "\n");
     header += kColumnTitles;

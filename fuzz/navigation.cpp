@@ -51,9 +51,9 @@ void computeTrack(const Ephemeris& ephemeris, uint32_t end, int svid, Bytes sett
     const Constellation* known = constellationOf(svid);
     const Constellation& row = known != nullptr ? *known : kConstellations[0];
     RunConfig config = stationConfig();
-    config.elevationMask = -91;
+    config.elevationMaskDeg = -91;
     if ((settings.u8(kHow) & 1) != 0) config.leapSeconds = settings.i32(kLeap);
-    config.*row.delay1 = settings.f64(kDelay);
+    config.*row.delay1Ns = settings.f64(kDelay);
     if ((settings.u8(kHow) & 2) != 0) config.phaseCentre[row.index] = {settings.f64(kDelay), settings.f64(kCode2), 0};
     TrackRecord record;
     record.ephemeris = ephemeris;

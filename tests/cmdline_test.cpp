@@ -58,8 +58,8 @@ TEST_F(CommandLineTest, ValuesGluedOrApart) {
                                   "= 5.0 ns (BeiDou B1)   6.0 ns (BeiDou B2)"};
     for (size_t c = 0; c < std::size(delays); ++c)
         EXPECT_NE(formatHeader(c, {}, config).find(delays[c]), std::string::npos) << c;
-    EXPECT_EQ(config.delayCable, 78.4);
-    EXPECT_EQ(config.elevationMask, 5);
+    EXPECT_EQ(config.delayCableNs, 78.4);
+    EXPECT_EQ(config.elevationMaskDeg, 5);
     EXPECT_EQ(config.leapSeconds, 18);
     EXPECT_TRUE(config.isContiguous);
     const std::vector<std::string> texts = {options.laboratoryCode,  options.laboratory,  options.receiverId,
@@ -138,10 +138,10 @@ TEST_F(CommandLineTest, EpochBounds) {
     int64_t untouched = 1;
     EXPECT_FALSE(parseEpochBound("x", untouched));
     EXPECT_TRUE(parseWithLog({"-b", "2019-06-01", "-e2019-06-01_00:00:09.5"}));  // 19 characters count
-    EXPECT_EQ(options.firstEpoch, kJune2019);
-    EXPECT_EQ(options.lastEpoch, kJune2019 + 9000);
+    EXPECT_EQ(options.firstEpochMs, kJune2019);
+    EXPECT_EQ(options.lastEpochMs, kJune2019 + 9000);
     EXPECT_TRUE(parseWithLog({"-b", "", "-e", ""}));
-    EXPECT_EQ(options.lastEpoch, 36288000000000);
+    EXPECT_EQ(options.lastEpochMs, 36288000000000);
 }
 
 // Unknown up to the first leap second, during which the count before still holds, and from 2020 on.

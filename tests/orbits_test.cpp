@@ -116,8 +116,8 @@ TEST(Orbits, GlonassIntegrationEnds) {
     const Ephemeris any = exampleEphemerides().lower_bound(38)->second.at(0);
     const auto& ephemeris = std::get<GloEphemeris>(any);
     const auto at = [&](double dt) { return OM_GetSatPosGLO(ephemeris, ephemeris.referenceTime + dt); };
-    EXPECT_EQ(at(0)->x, ephemeris.position.x * 1000);
-    EXPECT_EQ(at(0)->z, ephemeris.position.z * 1000);
+    EXPECT_EQ(at(0)->x, ephemeris.positionKm.x * 1000);
+    EXPECT_EQ(at(0)->z, ephemeris.positionKm.z * 1000);
     for (const double side : {-1.0, 1.0}) {
         EXPECT_TRUE(at(side * 1919));
         EXPECT_FALSE(at(side * 1920));

@@ -30,10 +30,10 @@ int field(const std::string& line, size_t at, size_t width) { return std::stoi(l
 
 TEST_F(TrackTest, KnownClockAndIonosphereComeBack) {
     const Truth truth{.delay1 = 45.5e-9, .delay2 = 35.0e-9};  // internal 20.5 and 10 + cable 120 - reference 95
-    config.delayGpsL1 = config.delayGalE1 = config.delayBdsB1 = 20.5;
-    config.delayGpsL2 = config.delayGalE5a = config.delayBdsB2 = 10.0;
-    config.delayCable = 120;
-    config.delayReference = 95;
+    config.delayGpsL1Ns = config.delayGalE1Ns = config.delayBdsB1Ns = 20.5;
+    config.delayGpsL2Ns = config.delayGalE5aNs = config.delayBdsB2Ns = 10.0;
+    config.delayCableNs = 120;
+    config.delayReferenceNs = 95;
     Satellite oneDelay = kBdsSatellite;
     oneDelay.groupDelay2 = 0;
     for (const Satellite& satellite : {kGpsSatellite, kGalSatellite, kBdsSatellite, oneDelay}) {
@@ -68,17 +68,17 @@ TEST_F(TrackTest, TwentyOneSamplesMakeALine) {
 
 TEST_F(TrackTest, MaskWindowAndExclusion) {
     const ByteVector log = simulate(kGpsSatellite);
-    config.elevationMask = 90.1;
+    config.elevationMaskDeg = 90.1;
     EXPECT_TRUE(linesOf(log).empty());
-    config.elevationMask = 89;
-    options.firstEpoch = (int64_t{kTestWeek} * 604800 + kTrackStart + 30) * 1000;
-    options.lastEpoch = options.firstEpoch + 750000;
+    config.elevationMaskDeg = 89;
+    options.firstEpochMs = (int64_t{kTestWeek} * 604800 + kTrackStart + 30) * 1000;
+    options.lastEpochMs = options.firstEpochMs + 750000;
     EXPECT_TRUE(isInTimeWindow(options, kTestWeek, (kTrackStart + 30) * 1000));
     EXPECT_FALSE(isInTimeWindow(options, kTestWeek, (kTrackStart + 30) * 1000 - 1));
     EXPECT_EQ(filesOf(log).size(), 4U);
-    options.lastEpoch -= 1;
+    options.lastEpochMs -= 1;
     EXPECT_TRUE(filesOf(log).empty());
-    options.lastEpoch += 1;
+    options.lastEpochMs += 1;
     options.excluded = "REC";
     options.suffix = std::string(60, 's');
     EXPECT_EQ(filesOf(log).begin()->first, "GZ____59.025" + std::string(37, 's'));
@@ -120,7 +120,7 @@ TEST_F(TrackTest, TheFirstSampleFixesTheStation) {
 // The very first second of GPS time is an instant like any other: it anchors the contiguous tracks.
 TEST_F(TrackTest, TimeMayBeginAtTheOrigin) {
     config.isContiguous = true;
-    config.elevationMask = -90;
+    config.elevationMaskDeg = -90;
     ByteVector log = BlockBuilder(navBlock(kGpsSatellite)).u16(kZeltWncOffset, 0).u32(88, 0).u16(138, 0).done();
     for (uint32_t i = 0; i <= 26; ++i) {
         log += BlockBuilder(epochBlock(kGpsSatellite, kTrackStart))

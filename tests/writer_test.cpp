@@ -92,11 +92,11 @@ TEST(FileNames, CodesAndDay) {
 }
 
 TEST(Headers, LinesCapacitiesAndChecksum) {
-    RunConfig config{.delayGalE5a = -5,
-                     .delayGalE1 = 12.34,
-                     .delayCable = 153.44,
+    RunConfig config{.delayGalE5aNs = -5,
+                     .delayGalE1Ns = 12.34,
+                     .delayCableNs = 153.44,
                      .leapSeconds = 18,
-                     .elevationMask = 9.5,
+                     .elevationMaskDeg = 9.5,
                      .phaseCentre = {}};
     config.phaseCentre[2] = {1e6, -2e6, 3.0005};
     HeaderTexts texts{"Rx", "5.4", 80, std::string(90, 'L'), "2020-01-01", "cal", std::string(80, 'c'), "UTC(X)"};

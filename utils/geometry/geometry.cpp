@@ -15,6 +15,8 @@ constexpr double kOneMinusEccentricitySq = 0.9933056200098587;
 constexpr double kEccentricitySqTimesA = 42697.67270717997;
 constexpr double kSecondEccentricitySqTimesB = 42841.31151331357;
 
+// Latitudes are folded back by pi as interface documents round it, azimuths wrapped by a full double. The difference is
+// of no account: latitudes leave their range only within 43 km of the Earth's centre.
 constexpr double kHalfPi = 1.5707963267949;
 constexpr double kTwoPi = 6.283185307179586;
 
@@ -70,6 +72,7 @@ Geodetic EcefToGeodetic(const Vector3& position) {
     const double longitude = std::atan2(y, x == 0 ? kLongitudeFloorX : x);
     const double p = std::sqrt(x * x + y * y);
     const double r = std::sqrt(p * p + z * z);
+    // A guess of the foot point's reduced latitude that is close at any height, so that one pass is enough.
     const double beta = std::atan2((r + kSecondEccentricitySqTimesB) * (z / kSemiMajorAxis), (p / kSemiMinorAxis) * r);
     const double sinBeta = std::sin(beta);
     const double cosBetaCubed = (1 - sinBeta * sinBeta) * std::cos(beta);

@@ -1,4 +1,5 @@
-// Time: counts on the GPS scale, from its origin 1980-01-06 00:00.
+// Time: counts on the GPS scale, from its origin 1980-01-06 00:00. Leap seconds never enter a count; where UTC matters,
+// their number is a setting of the run.
 #pragma once
 
 #include <cstdint>

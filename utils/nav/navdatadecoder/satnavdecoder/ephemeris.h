@@ -74,12 +74,12 @@ struct BdsEphemeris : EphemerisHead {
 
 // State vector in PZ-90 at the reference time, which is that of the clock too.
 struct GloEphemeris : EphemerisHead {
-    Vector3 position;      // km
-    Vector3 velocity;      // km/s
-    Vector3 acceleration;  // km/s^2, of Sun and Moon
-    float gamma = 0;       // relative deviation of the carrier frequency
-    float tau = 0;         // s, to be added to the satellite's clock
-    float dtau = 0;        // s, delay of L2 beyond that of L1
+    Vector3 positionKm;
+    Vector3 velocityKmPerS;
+    Vector3 accelerationKmPerS2;  // of Sun and Moon
+    float gamma = 0;              // relative deviation of the carrier frequency
+    float tau = 0;                // s, to be added to the satellite's clock
+    float dtau = 0;               // s, delay of L2 beyond that of L1
 };
 
 // The ephemeris of one satellite. One that was never received is a head alone, which is never healthy.

@@ -1,4 +1,5 @@
-// The store of broadcast ephemerides: for every satellite the one received last.
+// The store of broadcast ephemerides: for every satellite the one received last, from the first block of a run to its
+// last. Nothing ages: one that is too old is not usable (IsEphemerisUsable).
 #pragma once
 
 #include <array>

@@ -15,7 +15,8 @@ constexpr double kGlonassSpan = 1800;   // s
 constexpr uint16_t kE5aHealthMask = 0x0F00;
 constexpr uint16_t kE5aHealthy = 0x0100;  // status present, signal health 0, data valid
 
-constexpr uint32_t kBeiDouBehindGps = 14;  // s that BeiDou time counts less
+// s that BeiDou time counts less. It enters instants alone: the node's longitude counts from t_oe as broadcast.
+constexpr uint32_t kBeiDouBehindGps = 14;
 
 // The quarter of the hour of t_b (min of the day in UTC + 3 h) in the day of UTC, counted from 1.
 int quarterInUtc(int tb) {
@@ -107,9 +108,9 @@ GloEphemeris MakeGloEphemeris(Bytes block) {
     ephemeris.frequencyNumber = block.u8(kFreqNr) - kGlonassChannelOffset;
     ephemeris.referenceTime = GpsTime(block.u16(kWnToe), block.u32(kToe));
     ephemeris.span = kGlonassSpan;
-    ephemeris.position = {block.f64(kX), block.f64(kY), block.f64(kZ)};
-    ephemeris.velocity = {block.f32(kDx), block.f32(kDy), block.f32(kDz)};
-    ephemeris.acceleration = {block.f32(kDdx), block.f32(kDdy), block.f32(kDdz)};
+    ephemeris.positionKm = {block.f64(kX), block.f64(kY), block.f64(kZ)};
+    ephemeris.velocityKmPerS = {block.f32(kDx), block.f32(kDy), block.f32(kDz)};
+    ephemeris.accelerationKmPerS2 = {block.f32(kDdx), block.f32(kDdy), block.f32(kDdz)};
     ephemeris.gamma = block.f32(kGamma);
     ephemeris.tau = block.f32(kTau);
     ephemeris.dtau = block.f32(kDtau);

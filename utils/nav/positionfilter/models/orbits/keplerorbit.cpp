@@ -8,7 +8,7 @@ namespace Qon::Nav {
 namespace {
 
 constexpr double kMu = 3.986004418e14;          // m^3/s^2, of Galileo and BeiDou
-constexpr double kCosTilt = 0.996194698091746;  // 5 degrees
+constexpr double kCosTilt = 0.996194698091746;  // 5 degrees, of geostationary BeiDou orbits
 constexpr double kSinTilt = 0.0871557427476582;
 
 // Position in the orbital plane and the inclination of the plane.
@@ -24,20 +24,23 @@ struct EccentricAnomaly {
     double cosine;
 };
 
+// With sine and cosine, which the last correction needs and the caller again.
 EccentricAnomaly solveKepler(double m, double e) {
     constexpr int kMaxCorrections = 11;
-    constexpr double kEnough = 1e-14;
+    constexpr double kSmallCorrection = 1e-14;  // rad
     EccentricAnomaly anomaly{m, std::sin(m), std::cos(m)};
     for (int k = 0; k < kMaxCorrections; ++k) {
         const double correction = (m - anomaly.value + e * anomaly.sine) / (1 - e * anomaly.cosine);
         const double corrected = anomaly.value + correction;
-        // The last correction mostly vanishes in the rounding.
+        // The last correction mostly vanishes in the rounding; its sine and cosine then need not be taken again.
         if (corrected != anomaly.value) anomaly = {corrected, std::sin(corrected), std::cos(corrected)};
-        if (std::fabs(correction) <= kEnough) break;
+        if (std::fabs(correction) <= kSmallCorrection) break;
     }
     return anomaly;
 }
 
+// In the order of the documents' algorithm. Every product and sum is formed as it stands there, as the last digits of
+// rates hang on it: mean motion, anomalies, argument of latitude, radius and inclination with their harmonics.
 PlanePosition planePosition(const KeplerOrbit& orbit, const KeplerModel& model, double tk) {
     const double a = orbit.sqrtA * orbit.sqrtA;
     const double n0 = model.sqrtMu / (a * orbit.sqrtA);
@@ -71,12 +74,16 @@ const KeplerModel kBeiDouModel = {std::sqrt(kMu), 7.292115e-5, -4.442807309e-10}
 
 double OM_SolveKepler(double m, double e) { return solveKepler(m, e).value; }
 
+// The node turns with the Earth, counted from the week's start: t_oe is the seconds of week of the constellation's own
+// time.
 Vector3 KeplerPosition(const KeplerOrbit& orbit, const KeplerModel& model, double tk) {
     const double node =
         orbit.omega0 * kIcdPi - model.earthRate * orbit.toe + (orbit.omegaDot * kIcdPi - model.earthRate) * tk;
     return fromPlane(planePosition(orbit, model, tk), node);
 }
 
+// The node stands still while the satellite moves in the tilted plane's frame; tilt and the turn of the Earth since
+// t_oe follow.
 Vector3 GeoPosition(const KeplerOrbit& orbit, const KeplerModel& model, double tk) {
     const double node = orbit.omega0 * kIcdPi - model.earthRate * orbit.toe + orbit.omegaDot * kIcdPi * tk;
     const Vector3 p = fromPlane(planePosition(orbit, model, tk), node);

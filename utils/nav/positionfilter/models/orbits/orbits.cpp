@@ -8,6 +8,7 @@
 namespace Qon::Nav {
 namespace {
 
+// Offset and drift af0 + af1 dt + af2 dt^2 and af1 + 2 af2 dt, summed in this order: last digits hang on it.
 SatClock clockOf(const ClockPolynomial& clock, double t, double groupDelay) {
     const double dt = t - clock.referenceTime;
     const double drift = kSpeedOfLight * (clock.af1 + clock.af2 * dt) + kSpeedOfLight * clock.af2 * dt;
@@ -26,7 +27,7 @@ Vector3 OM_GetSatPosGAL(const GalEphemeris& ephemeris, double t) {
 }
 
 Vector3 OM_GetSatPosBDS(const BdsEphemeris& ephemeris, double t) {
-    constexpr uint8_t kFirstGeo = 161;
+    constexpr uint8_t kFirstGeo = 161;  // C01
     constexpr uint8_t kLastGeo = 165;
     const double tk = t - ephemeris.referenceTime;
     const bool isGeo = ephemeris.svid >= kFirstGeo && ephemeris.svid <= kLastGeo;

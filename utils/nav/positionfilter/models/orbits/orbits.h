@@ -1,6 +1,11 @@
-// Satellite positions and clocks from broadcast ephemerides.
-// t is GPS time: seconds since 1980-01-06, whole weeks counted, so differences to a reference epoch are never wrapped.
-// Positions are Earth-fixed (ECEF), metres; clock offsets are metres (positive: the satellite's clock is ahead).
+// Satellite positions and clocks from broadcast ephemerides, constellation by constellation.
+//
+// t is GPS time: s since 1980-01-06, whole weeks counted, so differences to a reference time are never wrapped at half
+// a week. Usability is not asked (IsEphemerisUsable). Positions are Earth-fixed (ECEF) in m, in the frame as it is at
+// t.
+//
+// The track computation asks a SatelliteModel, which takes positions and clock offsets from here and keeps what GLONASS
+// instants share. It does without OM_GetSatPosGLO, the drifts and the group delays of single signals.
 #pragma once
 
 #include <optional>
@@ -16,17 +21,17 @@ Vector3 OM_GetSatPosGPS(const GpsEphemeris& ephemeris, double t);
 Vector3 OM_GetSatPosGAL(const GalEphemeris& ephemeris, double t);
 Vector3 OM_GetSatPosBDS(const BdsEphemeris& ephemeris, double t);
 
-// GLONASS ICD, edition 5.1, appendix 3: Runge-Kutta integration of the broadcast state in steps of 80 s. Nothing when
-// t is 1920 s or more away from the reference epoch.
+// GLONASS ICD, edition 5.1, appendix 3 (glonassorbit.h). Nothing when t is 1920 s or more away from the reference time.
 std::optional<Vector3> OM_GetSatPosGLO(const GloEphemeris& ephemeris, double t);
 
 struct SatClock {
-    double offset = 0;      // m
+    double offset = 0;      // m: positive when the satellite's clock is ahead of system time
     double drift = 0;       // m/s
-    double groupDelay = 0;  // m, that the asked signal suffers in the satellite; 0 when unknown
+    double groupDelay = 0;  // m, of the asked signal (groupdelay.h)
 };
 
-// Clock without the relativistic correction, and the group delay of a signal number.
+// Clock without the relativistic correction, and the group delay of a signal number (sigtypes.h): the polynomials of
+// the documents above; GLONASS gamma dt - tau.
 SatClock OM_GetSatClockGPS(const GpsEphemeris& ephemeris, int signal, double t);
 SatClock OM_GetSatClockGAL(const GalEphemeris& ephemeris, int signal, double t);
 SatClock OM_GetSatClockGLO(const GloEphemeris& ephemeris, int signal, double t);
