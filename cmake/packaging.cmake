@@ -9,13 +9,13 @@ if(NOT WIN32)
   install(FILES doc/zelt2cggtts.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
   install(FILES completions/zelt2cggtts DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
   install(PROGRAMS tools/convert-archive DESTINATION ${CMAKE_INSTALL_BINDIR})
-  install(PROGRAMS tools/check-cggtts tools/plot-cggtts tools/strict-cggtts
+  install(PROGRAMS tools/check-cggtts tools/compare-cggtts tools/plot-cggtts tools/strict-cggtts
                    tools/slurm-archive.sbatch DESTINATION ${data})
   install(FILES tools/cggttsfile.py tools/drawing.py tools/timeseries.py DESTINATION ${data})
   # The Python tools look for their modules beside themselves, which is where these links lead to.
   file(RELATIVE_PATH from_bin_to_data ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL_DATADIR}/zelt2cggtts)
   file(MAKE_DIRECTORY ${CMAKE_CURRENT_BINARY_DIR}/links)
-  foreach(tool check-cggtts plot-cggtts strict-cggtts)
+  foreach(tool check-cggtts compare-cggtts plot-cggtts strict-cggtts)
     set(link ${CMAKE_CURRENT_BINARY_DIR}/links/${tool})
     file(CREATE_LINK ${from_bin_to_data}/${tool} ${link} SYMBOLIC)
     install(FILES ${link} DESTINATION ${CMAKE_INSTALL_BINDIR})
