@@ -47,7 +47,7 @@ def track_means(start, value, weight=None):
     weight = np.ones(len(value)) if weight is None else weight
     starts, track, count = np.unique(start, return_inverse=True, return_counts=True)
     total = np.bincount(track, weight)
-    mean = np.bincount(track, weight * value) / total
+    mean = np.round(np.bincount(track, weight * value) / total, 9)  # below it is the order of the sum
     square = np.bincount(track, weight * (value - mean[track]) ** 2) / total
     with np.errstate(invalid="ignore", divide="ignore"):
         scatter = np.where(count > 1, np.sqrt(square * count / (count - 1)), np.nan)

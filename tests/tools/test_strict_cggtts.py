@@ -26,24 +26,17 @@ class StrictCggtts(common.ToolTest):
             upto = text[:text.index(b"CKSUM = ") + 8].replace(b"\n", b"")
             self.assertEqual(new[15], f"CKSUM = {sum(upto) % 256:02X}")
 
-    def test_windows_line_ends_and_damaged_data(self):
-        before = EXPECTED["G"].read_bytes().replace(b"\n", b"\r\n") + b"\xff\x00 rest"
+    def test_other_files(self):
         path = self.folder / GPS
+        before = EXPECTED["G"].read_bytes().replace(b"\n", b"\r\n") + b"\xff\x00 rest"
         path.write_bytes(before)
         after = self.strict(path)[GPS]
         self.assertEqual(after[after.index(b"\r\nSAT"):], before[before.index(b"\r\nSAT"):])
         self.assertNotIn(b"\n", after[:after.index(b"SAT")].replace(b"\r\n", b""))
-
-    def test_other_delays(self):
-        # One delay; already strict; a file that is strict already stays as it is.
-        once = self.strict(EXPECTED["G"])[GPS]
-        path = self.folder / GPS
-        path.write_bytes(once)
-        self.assertEqual(self.strict(path)[GPS], once)
-        lines = EXPECTED["G"].read_text().splitlines()
-        lines[11] = "INT DLY = 0.0 ns (GPS C1)     CAL_ID = NONE"
-        lines[15] = f"CKSUM = {sum((''.join(lines[:15]) + 'CKSUM =').encode()) % 256:02x}"
-        self.assertIn(b"\n" + lines[11].encode() + b"\n", self.strict(self.write(GPS, lines, []))[GPS])
+        path.write_bytes(after)
+        self.assertEqual(self.strict(path)[GPS], after)
+        one_delay = self.with_header(GPS, lambda text: text.replace("(GPS P1)   0.0 ns (GPS P2)", "(GPS C1)"))
+        self.assertIn(b"\nINT DLY = 0.0 ns (GPS C1)     CAL_ID = NONE\n", self.strict(one_delay)[GPS])
 
     def with_header(self, name, change):
         lines = change(EXPECTED["G"].read_text()).splitlines()
