@@ -120,6 +120,7 @@ class CheckCggtts(common.ToolTest):
             self.assertEqual(held["possible_tracks"], 90 if mjd % 359 == 50722 % 359 else 89)
         hours = self.held(data_line("G05", 58, 450, 1))["hours_without_lines"]  # 00:58 to 01:11
         self.assertEqual(hours, list(range(2, 24)))
+        self.assertEqual(TOOL.ranges([1, *range(3, 480000)]), "1, 3-479999")  # one wrong MJD
 
     def test_contiguous_tracks(self):
         files = common.convert(self.folder / "contiguous", "-C", "-labid", "EX", "-rxid", "01")
