@@ -6,15 +6,20 @@ set(data ${CMAKE_INSTALL_DATADIR}/zelt2cggtts)
 
 install(FILES README.md CHANGELOG.md LICENSE DESTINATION ${docs})
 if(NOT WIN32)
+  set(completions ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
+  install(FILES examples/esbc-2020-06-25-3h.zelt DESTINATION ${docs}/examples)
   install(FILES doc/zelt2cggtts.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
-  install(FILES completions/zelt2cggtts DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
+  install(FILES completions/zelt2cggtts DESTINATION ${completions})
   install(PROGRAMS tools/convert-archive DESTINATION ${CMAKE_INSTALL_BINDIR})
-  install(PROGRAMS tools/check-cggtts tools/plot-cggtts tools/slurm-archive.sbatch DESTINATION ${data})
-  install(FILES tools/cggttsfile.py DESTINATION ${data})
-  # The Python tools look for their module beside themselves, which is where these links lead to.
+  install(PROGRAMS tools/slurm-archive.sbatch DESTINATION ${data})
+  install(FILES tools/cggttsfile.py tools/drawing.py tools/timeseries.py DESTINATION ${data})
+  # The Python tools look for their modules beside themselves, which is where these links lead to.
   file(RELATIVE_PATH from_bin_to_data ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL_DATADIR}/zelt2cggtts)
   file(MAKE_DIRECTORY ${CMAKE_CURRENT_BINARY_DIR}/links)
-  foreach(tool check-cggtts plot-cggtts)
+  foreach(tool check-cggtts compare-cggtts plot-cggtts strict-cggtts)
+    install(PROGRAMS tools/${tool} DESTINATION ${data})
+    install(FILES doc/${tool}.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
+    install(FILES completions/cggtts-tools DESTINATION ${completions} RENAME ${tool})
     set(link ${CMAKE_CURRENT_BINARY_DIR}/links/${tool})
     file(CREATE_LINK ${from_bin_to_data}/${tool} ${link} SYMBOLIC)
     install(FILES ${link} DESTINATION ${CMAKE_INSTALL_BINDIR})
@@ -28,8 +33,8 @@ set(CPACK_PACKAGE_DESCRIPTION
 files of version 2E for time transfer: one file each for GPS, GLONASS, Galileo
 and BeiDou, one line per satellite and 13-minute track.
 .
-Tools beside it convert whole archives of logs in parallel, check CGGTTS files
-and draw them.")
+Tools beside it convert whole archives of logs in parallel, check CGGTTS files,
+compare the clocks of two stations by them and draw them.")
 set(CPACK_PACKAGE_VENDOR "the zelt2cggtts authors")
 set(CPACK_PACKAGE_CONTACT "the zelt2cggtts authors <maintainers@example.invalid>")
 set(CPACK_STRIP_FILES ON)
@@ -51,7 +56,7 @@ else()
   set(CPACK_DEBIAN_PACKAGE_SECTION science)
   set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
   set(CPACK_DEBIAN_PACKAGE_DEPENDS python3)
-  set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "gnuplot-nox | gnuplot, parallel")
+  set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "parallel, python3-matplotlib, python3-numpy")
   set(CPACK_DEBIAN_PACKAGE_CONTROL_EXTRA ${CMAKE_CURRENT_LIST_DIR}/prerm)
   set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 endif()

@@ -20,5 +20,5 @@ file(WRITE ${docs}/changelog.Debian
   "zelt2cggtts (${CPACK_PACKAGE_VERSION}-${CPACK_DEBIAN_PACKAGE_RELEASE}) unstable; urgency=medium\n\n"
   "  * Release ${CPACK_PACKAGE_VERSION}; see changelog.gz.\n\n"
   " -- ${CPACK_PACKAGE_CONTACT}  ${date}")
-execute_process(COMMAND gzip -9n ${docs}/changelog ${docs}/changelog.Debian ${share}/man/man1/zelt2cggtts.1
-  COMMAND_ERROR_IS_FATAL ANY)
+file(GLOB pages ${share}/man/man1/*.1)
+execute_process(COMMAND gzip -9n ${docs}/changelog ${docs}/changelog.Debian ${pages} COMMAND_ERROR_IS_FATAL ANY)

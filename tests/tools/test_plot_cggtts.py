@@ -1,188 +1,97 @@
 import collections
-import pathlib
 import re
-import statistics
-import struct
 import unittest
 
+import numpy as np
+
 import common
-from common import TOOLS, run
+from common import EXPECTED, HEADER_LINES, call, data_line
 
-TOOL = TOOLS / "plot-cggtts"
-HEADER_LINES = 19
+import cggttsfile
 
-
-def read_data(path):
-    """Hour of the middle of the track, satellite, elevation, REFSYS and DSG of every line, by blanks."""
-    for line in path.read_text().splitlines()[HEADER_LINES:]:
-        words = line.split()
-        hhmmss = words[3]
-        middle = int(hhmmss[:2]) + (int(hhmmss[2:4]) + 6.5) / 60 + int(hhmmss[4:]) / 3600
-        yield middle, words[0], int(words[5]) / 10, int(words[9]) / 10, int(words[11]) / 10
+TOOL = common.load("plot-cggtts")
 
 
-def blocks_of(script):
-    """The data blocks of a gnuplot script: rows of numbers, an empty row for an interruption."""
-    blocks = re.findall(r"^\$(\w+) << EOD\n(.*?)^EOD$", script.read_text(), re.DOTALL | re.MULTILINE)
-    return {name: [[float(word) for word in line.split()] for line in text.splitlines()] for name, text in blocks}
+def draw(*paths, how=lambda tracks: TOOL.draw_station(tracks, "title", False)):
+    """The panels of a page."""
+    return how(cggttsfile.read_station(paths, "tool")[0]).axes
 
 
-def set_refsys(line, text):
-    return line[:53] + f"{text:>11}" + line[64:]
+def drawn(axes):
+    """Points and lines of a panel by their labels."""
+    return {line.get_label(): np.column_stack(line.get_data()) for line in axes.lines}
 
 
 class PlotCggtts(common.ToolTest):
-    def setUp(self):
-        super().setUp()
-        self.files = common.convert(self.folder / "first", "-labid", "EX", "-rxid", "01")
-        self.script = self.folder / "script"
+    def test_points_means_and_line_of_a_day(self):
+        panels = draw(*EXPECTED.values())
+        self.assertEqual(len(panels), 12)
+        for (main, strip, side), letter in zip(zip(*[iter(panels)] * 3), "GREC"):
+            points, tracks, low = collections.defaultdict(list), collections.defaultdict(list), []
+            for line in EXPECTED[letter].read_text().splitlines()[HEADER_LINES:]:
+                day = int(line[7:12]) - 40587 + (int(line[13:15]) * 60 + int(line[15:17]) + 6.5) / 1440
+                points[line[:3]].append((day, int(line[53:64]) / 10))
+                tracks[day].append(int(line[53:64]) / 10)
+                low += [int(line[72:76]) / 10] if int(line[25:28]) < 200 else []
+            shift = float(re.search(r"REFSYS − (\d+) \(ns\)", main.get_ylabel()).group(1))
+            found = drawn(main)
+            for satellite, expected in points.items():
+                np.testing.assert_allclose(found[satellite] + [0, shift], expected, rtol=0, atol=1e-6)
+            days = np.array(sorted(tracks))
+            means = np.array([np.mean(tracks[day]) for day in days])
+            np.testing.assert_allclose(main.lines[-2].get_data()[1] + shift, means, rtol=0, atol=1e-6)
+            np.testing.assert_array_equal(strip.lines[0].get_data()[1], [len(tracks[day]) for day in days])
+            self.assertEqual(side.lines[-1].get_data()[1][0], np.median(low))
+            (rate, offset), covariance = np.polyfit(days - days.mean(), means, 1, cov=True)
+            printed = re.findall(r"[-−+]?\d+\.\d+", main.get_title(loc="left").replace("−", "-"))[:5]
+            np.testing.assert_allclose(np.array(printed, float), [
+                offset, covariance[1, 1]**0.5, days.mean() + 40587, rate, covariance[0, 0]**0.5], rtol=0, atol=0.0051)
+            np.testing.assert_allclose(found["line"][:, 1] + shift, offset + rate * (days[[0, -1]] - days.mean()))
 
-    def plot(self, *files, status=0, **environment):
-        """Draws and returns size of the picture and blocks of data."""
-        picture = self.folder / "it's a day.png"
-        picture.unlink(missing_ok=True)
-        result = run(TOOL, *files, "-o", picture, "--script", self.script, **environment)
-        self.assertEqual((result.returncode, result.stdout), (status, ""), result.stderr)
-        self.messages = result.stderr
-        if status != 0:
-            self.assertFalse(picture.exists())
-            return None
-        image = picture.read_bytes()
-        self.assertEqual((image[:8], image[12:16]), (b"\x89PNG\r\n\x1a\n", b"IHDR"))
-        self.assertGreater(len(image), 20000, "hardly anything is drawn")
-        return struct.unpack(">II", image[16:24]), blocks_of(self.script)
+    def test_days_take_the_place_of_many_points(self):
+        rng = np.random.default_rng(5)
+        minutes = [10 - 16 * 4 + 1436 * day + 16 * i for day in range(1, 12) for i in range(89)]
+        values = {(f"G{n:02d}", minute): round(rng.normal(0, 100)) for minute in minutes for n in range(1, 5)}
+        main = draw(self.write("GZEX0159.025", [data_line(*key, 450, v) for key, v in values.items()]))[0]
+        means = drawn(main)["mean of the day"]
+        of_day = [value / 10 for (_, minute), value in values.items() if (minute + 6.5) // 1440 == 3]
+        np.testing.assert_allclose(means[np.floor(means[:, 0]) == 59025 - 40587 + 3], [[18441.5, np.mean(of_day)]])
+        band = main.collections[0].get_paths()[0].vertices[:, 1]
+        self.assertLess(max(min(abs(band - np.percentile(of_day, percent))) for percent in (2.5, 97.5)), 1e-9)
+        self.assertNotIn("G01", drawn(main))
 
-    def edit(self, path, change, folder="edited", name=None):
-        """A file of the same name with other data lines."""
-        lines = path.read_text().splitlines()
-        edited = self.folder / folder / (name or path.name)
-        edited.parent.mkdir(exist_ok=True)
-        edited.write_text("\n".join(lines[:HEADER_LINES] + change(lines[HEADER_LINES:])) + "\n")
-        return edited
+    def test_outliers_and_gaps(self):
+        minutes = [10 + 16 * i for i in range(30) if i not in (8, 15, 16)]
+        lines = [data_line(f"G{n:02d}", minute, 450, 4809000 + n * 10) for minute in minutes for n in range(1, 6)]
+        lines[52] = data_line("G03", minutes[10], 450, 5009000)
+        main = draw(self.write("GZEX0159.025", lines))[0]
+        self.assertIn("GPS: 135 lines of 5 satellites, 1 outliers, 1 outside;", main.get_title(loc="left"))
+        self.assertLess(main.get_ylim()[1], 10)
+        means = main.lines[-2].get_data()[1]
+        self.assertEqual(np.flatnonzero(np.isnan(means)).tolist(), [14])  # one missing track does not interrupt
 
-    def assert_rows(self, rows, expected, places):
-        self.assertEqual(len(rows), len(expected))
-        for row, values in zip(rows, expected):
-            self.assertEqual(len(row), len(values))
-            for number, value in zip(row, values):
-                self.assertAlmostEqual(number, value, places)
+    def test_one_panel_and_the_sky(self):
+        main, *_ = draw(*EXPECTED.values(), how=lambda tracks: TOOL.draw_station(tracks, "title", True))
+        self.assertEqual([len(drawn(main)[name]) for name in ("GPS", "GLONASS", "Galileo", "BeiDou")], [85, 68, 69, 31])
+        sky, = draw(EXPECTED["C"], how=lambda tracks: TOOL.draw_sky(tracks, "title"))
+        azimuth, distance = (data[0] for data in sky.lines[0].get_data())  # of C05, see the file
+        np.testing.assert_allclose((np.degrees(azimuth), distance), (125.2, 90 - 11.4))
 
-    def test_data_means_and_medians_of_a_station(self):
-        size, blocks = self.plot(*self.files.values())
-        self.assertEqual(self.messages, "")
-        self.assertEqual(size[0], 2000)
-        self.assertTrue(2000 <= size[1] <= 2500, size)
-        for letter, path in self.files.items():
-            satellites, tracks, steps = (collections.defaultdict(list) for _ in range(3))
-            for hour, satellite, elevation, refsys, dsg in read_data(path):
-                satellites[satellite].append((hour, refsys, elevation, dsg))
-                tracks[hour].append(refsys)
-                steps[int(elevation / 10)].append(dsg)
-            self.assertEqual({name for name in blocks if name[0] == letter}, set(satellites))
-            for satellite, rows in satellites.items():
-                self.assert_rows(blocks[satellite], rows, 6)
-            means = [(hour, sum(values) / len(values), len(values)) for hour, values in sorted(tracks.items())]
-            self.assert_rows(blocks[f"mean_{letter}"], means, 5)
-            medians = [(step * 10 + 5, statistics.median(values)) for step, values in sorted(steps.items())]
-            self.assert_rows(blocks[f"median_{letter}"], medians, 6)
-
-    def test_common_view_gives_the_difference_of_the_reference_delays(self):
-        second = common.convert(self.folder / "second", "-labid", "YY", "-rxid", "02", "-dref", "100", "-elm", "30")
-        for files, sign in (([self.files, second], -1), ([second, self.files], 1)):
-            _, blocks = self.plot(*[path for station in files for path in station.values()])
-            self.assertIn("Common view", self.script.read_text())
-            for letter in "GREC":
-                common_satellites = {(hour, satellite) for hour, satellite, *_ in read_data(second[letter])}
-                rows = [row for name, block in blocks.items() if name[0] == letter for row in block]
-                self.assertEqual(len(rows), len(common_satellites))
-                for _, difference, elevation, deviation in rows:
-                    self.assertAlmostEqual(difference, sign * 100, delta=0.11)
-                    self.assertGreaterEqual(elevation, 30)
-                    self.assertLess(abs(deviation), 0.21)
-                for _, mean, _ in blocks[f"mean_{letter}"]:
-                    self.assertAlmostEqual(mean, sign * 100, delta=0.11)
-
-    def test_common_view_mean_and_deviation(self):
-        def shift(lines):  # 3.0 ns less for the first line, so that the first station is ahead by 3 ns there
-            return [set_refsys(lines[0], int(lines[0].split()[9]) - 30), *lines[1:]]
-        _, blocks = self.plot(self.files["G"], self.edit(self.files["G"], shift, name="GZYY0159.025"))
-        hour, mean, count = blocks["mean_G"][0]
-        self.assertAlmostEqual(mean, 3 / count)
-        satellite = next(read_data(self.files["G"]))[1]
-        self.assertEqual(blocks[satellite][0][0], hour)
-        self.assertAlmostEqual(blocks[satellite][0][1], 3)
-        self.assertAlmostEqual(blocks[satellite][0][3], 3 - 3 / count)
-        self.assertEqual({row[1] for row in blocks["mean_G"][1:]}, {0})
-
-    def test_stations_differ_in_code_or_laboratory(self):
-        other = common.convert(self.folder / "other", "-labid", "EX", "-rxid", "01", "-lab", "Other's \u00fc")
-        self.plot(self.files["G"], other["G"], LC_ALL="C")
-        self.assertIn("REFSYS(Example Lab) - REFSYS(Other''s \u00fc)", self.script.read_text(encoding="utf-8"))
-        self.plot(self.files["G"], other["R"], status=2)
-        self.assertIn("no common tracks", self.messages)
-        third = self.edit(self.files["G"], list, name="GZZZ0159.025")
-        self.plot(self.files["G"], other["G"], third, status=2)
-        self.assertIn("files of 3 stations", self.messages)
-
-    def test_outliers_do_not_spoil_the_axis(self):
-        def outlier(lines):
-            return [set_refsys(lines[0], 5009246), *lines[1:]]  # 20 microseconds off
-
-        def y_range():
-            return re.search(r"set yrange \[(.*?):(.*?)\]", self.script.read_text()).groups()
-        self.plot(self.files["G"])
-        low, high = map(float, y_range())
-        self.assertNotIn("tracks, 1 outside", self.script.read_text())
-        self.plot(self.edit(self.files["G"], outlier))
-        self.assertAlmostEqual(float(y_range()[0]), low, delta=1)
-        self.assertAlmostEqual(float(y_range()[1]), high, delta=1)
-        self.assertIn("tracks, 1 outside", self.script.read_text())
-
-    def test_several_days_and_gaps(self):
-        def next_day(lines):
-            return [line.replace(" FF 59025 ", " FF 59026 ") for line in lines]
-        tomorrow = self.edit(self.files["G"], next_day, name="GZEX0159.026")
-        _, blocks = self.plot(self.files["G"], tomorrow)
-        rows = blocks["mean_G"]
-        gap = rows.index([])
-        self.assertEqual(rows.count([]), 1)
-        self.assertEqual(gap, len(rows) // 2)
-        self.assert_rows(rows[gap + 1:], [(hour + 24, mean, count) for hour, mean, count in rows[:gap]], 6)
-
-        starts = sorted({line.split()[3] for line in self.files["G"].read_text().splitlines()[HEADER_LINES:]})
-        for missing, interruptions in ((starts[4:5], 0), (starts[4:6], 1)):
-            _, blocks = self.plot(self.edit(
-                self.files["G"], lambda lines, gone=missing: [line for line in lines if line.split()[3] not in gone]))
-            self.assertEqual(blocks["mean_G"].count([]), interruptions)
-
-    def test_lines_without_values_are_left_out(self):
-        def spoil(lines):
-            return [set_refsys(lines[0], "***********"), set_refsys(lines[1], "-2147483648"),
-                    lines[2][:50], lines[3].replace(" 59025 ", " 5902x "), *lines[4:]]
-        _, blocks = self.plot(self.edit(self.files["G"], spoil))
-        self.assertIn("4 lines without a value are left out", self.messages)
-        expected = sum(1 for _ in read_data(self.files["G"])) - 4
-        self.assertEqual(sum(row[2] for row in blocks["mean_G"]), expected)
-
-    def test_nothing_to_draw(self):
-        twice = self.edit(self.files["G"], lambda lines: lines[:1] * 2)
-        empty = self.edit(self.files["R"], lambda lines: [])
-        cases = [([self.folder / "missing"], "missing: "), ([common.EXAMPLE_LOG], "no CGGTTS file"),
-                 ([self.files["G"], self.files["G"]], "tracks that another file of this station has too"),
-                 ([twice], "two lines for one track of "), ([empty], "no tracks")]
-        for files, message in cases:
-            self.plot(*files, status=2)
-            self.assertIn(message, self.messages)
-
-        tools_only = self.folder / "bin"
-        tools_only.mkdir()
-        (tools_only / "python3").symlink_to(pathlib.Path("/usr/bin/python3"))
-        (tools_only / "env").symlink_to(pathlib.Path("/usr/bin/env"))
-        self.plot(self.files["G"], status=2, PATH=str(tools_only))
-        self.assertIn("gnuplot", self.messages)
-        result = run(TOOL, self.files["G"], "-o", self.folder / "no" / "folder.png")
-        self.assertEqual(result.returncode, 2)
-        self.assertIn("cannot open file", result.stderr)
+    def test_formats_and_what_cannot_be_drawn(self):
+        other = self.write("GZYY0159.025", [data_line("G05", 10, 450, 1)])
+        cut = self.write("CZEX0159.026", [data_line("C05", 1446, 450, 1)[:90], data_line("C05", 1446, 450, 1)])
+        for name, files, status, message, begin in (
+                ("it's a day.png", [EXPECTED["C"]], 0, "", b"\x89PNG"),
+                ("a.pdf", [cut, "--together"], 1, ":20: a line that is cut", b"%PDF"),
+                ("a.SVG", [common.EXAMPLE_LOG, EXPECTED["C"], "--sky"], 1, "3h.zelt: no CGGTTS file", b"<?xml"),
+                ("b.png", [EXPECTED["G"], other], 2, "files of 2 stations, EX01, YY01: compare-cggtts", None),
+                ("b.png", [EXPECTED["G"], "--satellite", "G99"], 2, "no tracks", None),
+                ("b.jpg", [EXPECTED["G"]], 2, "the name must end in .png, .pdf, .svg", None),
+                ("no/b.png", [EXPECTED["C"]], 2, "No such file", None)):
+            result = call(TOOL, *files, "-o", self.folder / name)
+            self.assertEqual((result.status, result.stdout), (status, ""), name)
+            self.assertIn(message, result.stderr)
+            self.assertEqual(begin and (self.folder / name).read_bytes()[:len(begin)], begin)
 
 
 if __name__ == "__main__":

@@ -1,0 +1,54 @@
+"""The tools as commands; their help, man pages and completions know the same options."""
+
+import re
+import shutil
+import sys
+import unittest
+
+from common import EXPECTED, ROOT, TOOLS, run
+
+NAMES = ("check-cggtts", "compare-cggtts", "plot-cggtts", "strict-cggtts")
+COMPLETE = ('compopt() { echo "compopt $*"; }; source "$1"; shift; COMP_WORDS=("$@"); COMP_CWORD=$(($# - 1))\n'
+            '_cggtts_tools; printf "%s\\n" "${COMPREPLY[@]}"')
+
+
+def complete(*words):
+    result = run("bash", "-c", COMPLETE, "bash", ROOT / "completions" / "cggtts-tools", *words)
+    assert (result.returncode, result.stderr) == (0, ""), result.stderr
+    return set(result.stdout.split("\n")) - {""}
+
+
+class Manuals(unittest.TestCase):
+    def test_options(self):
+        for name in NAMES:
+            result = run(TOOLS / name, "--help")  # as a command: with its interpreter, found from anywhere
+            self.assertEqual((result.returncode, result.stderr), (0, ""))
+            self.assertRegex(result.stdout, r"(?s)^usage: " + name + r".*\nExit status: 0 .*\n  -h, --help ")
+            lines = re.findall(r"(?m)^  (-.*?)(?:  .*)?$", result.stdout)
+            options = {word for line in lines for word in re.findall(r"(?<!\S)--?[a-z]+", line)}
+            self.assertEqual(complete(name, "-"), options)
+            text = (ROOT / "doc" / f"{name}.1").read_text()
+            tags = re.findall(r"(?m)^\.TP\n(\.B.*)", text[text.index("\n.SH OPTIONS"):text.index("\n.SH EXIT")])
+            self.assertEqual({word.replace("\\", "") for tag in tags for word in re.findall(r" (\\-[\\\-a-z]+)", tag)},
+                             options)
+            self.assertIn("\n.SH EXIT STATUS\n", text)
+            page = run("groff", "-man", "-ww", "-Tascii", ROOT / "doc" / f"{name}.1") if shutil.which("groff") else None
+            self.assertEqual(page.stderr if page else "", "")
+
+    def test_completion_of_values_and_files(self):
+        self.assertEqual(complete("compare-cggtts", "--method", "a"), {"all-in-view"})
+        self.assertEqual(complete("compare-cggtts", "--dsg", ""), set())
+        self.assertEqual(complete("strict-cggtts", "-o", ""), {"compopt -o dirnames"})
+        for words in (("plot-cggtts", "-o", ""), ("/usr/bin/check-cggtts", "GZ"), ("compare-cggtts", "a", "--", "")):
+            self.assertEqual(complete(*words), {"compopt -o default"})
+
+    def test_without_numpy(self):
+        for name, status, message in (("check-cggtts", 0, ""), ("plot-cggtts", 2, "python3-numpy"),
+                                      ("compare-cggtts", 2, "python3-numpy")):
+            result = run(sys.executable, "-S", TOOLS / name, EXPECTED["G"])  # -S: what Debian installs is not found
+            self.assertEqual(result.returncode, status, result.stderr)
+            self.assertIn(message, result.stderr)
+
+
+if __name__ == "__main__":
+    unittest.main()
