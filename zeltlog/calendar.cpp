@@ -57,6 +57,10 @@ std::string formatTime(int64_t milliseconds) {
 }
 
 std::string formatDuration(int64_t milliseconds) {
+    if (milliseconds < 60000) {
+        const std::string clock = clockTime(milliseconds);  // "00:00:30" or "00:00:00.250"
+        return clock.substr(clock[6] == '0' ? 7 : 6) + " s";
+    }
     const int64_t days = milliseconds / kMillisecondsPerDay;
     const std::string rest = clockTime(milliseconds % kMillisecondsPerDay);
     return days == 0 ? rest : std::to_string(days) + " d " + rest;

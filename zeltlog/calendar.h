@@ -14,5 +14,5 @@ int64_t blockTime(Bytes block);
 // "2020-06-25 00:00:00", GPS time (no leap seconds), with ".250" behind it where there is a fraction; "-" for kNoTime.
 std::string formatTime(int64_t milliseconds);
 
-// "1 d 02:03:04" or "02:03:04", with ".250" behind it where there is a fraction.
+// "1 d 02:03:04" or "02:03:04", below a minute "30 s"; with ".250" behind the seconds where there is a fraction.
 std::string formatDuration(int64_t milliseconds);

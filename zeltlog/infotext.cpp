@@ -28,7 +28,7 @@ std::string disorderText(uint64_t backwards) {
 
 void appendBlocks(const LogInfo& info, std::string& text) {
     appendFact(text, "Blocks",
-               countText(info.blocks, "block") + ", " + timesText(info.blockTimes) + disorderText(info.backwards));
+               std::to_string(info.blocks) + ", " + timesText(info.blockTimes) + disorderText(info.backwards));
     for (size_t id = 0; id < info.blockCounts.size(); ++id) {
         if (info.blockCounts[id] == 0) continue;
         const auto number = static_cast<uint16_t>(id % kZeltBlockNumbers);

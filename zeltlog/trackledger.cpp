@@ -1,6 +1,8 @@
 #include "zeltlog/trackledger.h"
 
 #include <algorithm>
+#include <array>
+#include <memory>
 
 #include "cggtts/schedule.h"
 #include "utils/geometry/constants.h"
@@ -35,9 +37,51 @@ bool hasBothCodes(const ZeltMeasSat& satellite, const Constellation& constellati
     return has1 && has2;
 }
 
-}  // namespace
+// Listens to a pass and its engine, and hands out the rows of a track once the next one has begun, or the log ended.
+class TrackLedger {
+public:
+    using OnRow = std::function<void(const TrackRow&)>;
 
-const char* fateText(TrackFate fate) { return kFateTexts[static_cast<size_t>(fate)]; }
+    // Sets the events of both, which must live as long as the ledger.
+    TrackLedger(FilePass& pass, PassEvents& events, OnRow onRow);
+
+    // Hands out what is still to come, behind the pass.
+    void finish() { closeLedger(); }
+
+    const EpochTimes& epochTimes() const { return epochTimes_; }
+
+private:
+    struct Tally {
+        int measured = 0;
+        int bothCodes = 0;
+        int outside = 0;  // of bothCodes, outside the time window
+        int noEphemeris = 0;
+        int unhealthy = 0;
+        int tooOldOrNew = 0;
+        int kept = 0;
+        bool isClosed = false;
+        TrackOutcome outcome = TrackOutcome::kTooFewSamples;
+    };
+
+    void noteBlock(Bytes block);
+    void noteEpoch(bool isInWindow);
+    void noteSample(int svid, SampleOutcome outcome);
+    void noteClose(int svid, int samples, TrackOutcome outcome);
+    void closeLedger();
+    int slotAt(uint32_t t, bool isInWindow);
+    TrackFate fateOf(int svid, const Tally& tally) const;
+    static TrackFate whyTooFew(const Tally& tally);
+
+    FilePass& pass_;
+    OnRow onRow_;
+    EpochTimes epochTimes_;
+    bool hasAnchor_ = false;
+    uint32_t anchor_ = 0;  // of contiguous tracks
+    uint32_t latest_ = 0;
+    bool isOpen_ = false;
+    uint32_t start_ = 0;  // of the track under way
+    std::array<Tally, 256> tallies_{};
+};
 
 TrackLedger::TrackLedger(FilePass& pass, PassEvents& events, OnRow onRow) : pass_(pass), onRow_(std::move(onRow)) {
     events.block = [this](Bytes block) { noteBlock(block); };
@@ -139,3 +183,30 @@ void TrackLedger::closeLedger() {
     tallies_ = {};
     isOpen_ = false;
 }
+
+// Lets the bar follow the pass, beside who listens already.
+void showProgressOf(FilePass& pass, const OnProgress& onProgress, PassEvents& events) {
+    const auto next = events.block;
+    events.block = [&pass, onProgress, next, size = 0.0F](Bytes block) mutable {
+        if (size == 0) size = static_cast<float>(zeltGetFileLength(pass.file));
+        next(block);
+        onProgress(100 * static_cast<float>(zeltGetFilePos(pass.file)) / size);
+    };
+}
+
+}  // namespace
+
+FollowedLog followTracks(const RunConfig& config, const RunOptions& options,
+                         const std::function<void(const TrackRow&)>& onRow, const OnProgress& onProgress) {
+    const auto pass = std::make_unique<FilePass>(config, options);
+    PassEvents events;
+    TrackLedger ledger(*pass, events, onRow);
+    if (onProgress) showProgressOf(*pass, onProgress, events);
+    runPass(*pass, events, ZeltOnFault::kEndFile);
+    ledger.finish();
+    const ZeltFault fault = pass->file.window.fault();
+    zeltCloseFile(pass->file);
+    return {ledger.epochTimes(), fault};
+}
+
+const char* fateText(TrackFate fate) { return kFateTexts[static_cast<size_t>(fate)]; }

@@ -36,48 +36,13 @@ struct TrackRow {
     TrackFate fate = TrackFate::kNotFinished;
 };
 
-// Listens to a pass and its engine, and hands out the rows of a track once the next one has begun, or the log ended.
-class TrackLedger {
-public:
-    using OnRow = std::function<void(const TrackRow&)>;
-
-    // Sets the events of both. The pass must live as long as the ledger listens.
-    TrackLedger(FilePass& pass, PassEvents& events, OnRow onRow);
-
-    // Hands out what is still to come, behind the pass.
-    void finish() { closeLedger(); }
-
-    const EpochTimes& epochTimes() const { return epochTimes_; }
-
-private:
-    struct Tally {
-        int measured = 0;
-        int bothCodes = 0;
-        int outside = 0;  // of bothCodes, outside the time window
-        int noEphemeris = 0;
-        int unhealthy = 0;
-        int tooOldOrNew = 0;
-        int kept = 0;
-        bool isClosed = false;
-        TrackOutcome outcome = TrackOutcome::kTooFewSamples;
-    };
-
-    void noteBlock(Bytes block);
-    void noteEpoch(bool isInWindow);
-    void noteSample(int svid, SampleOutcome outcome);
-    void noteClose(int svid, int samples, TrackOutcome outcome);
-    void closeLedger();
-    int slotAt(uint32_t t, bool isInWindow);
-    TrackFate fateOf(int svid, const Tally& tally) const;
-    static TrackFate whyTooFew(const Tally& tally);
-
-    FilePass& pass_;
-    OnRow onRow_;
-    EpochTimes epochTimes_;
-    bool hasAnchor_ = false;
-    uint32_t anchor_ = 0;  // of contiguous tracks
-    uint32_t latest_ = 0;
-    bool isOpen_ = false;
-    uint32_t start_ = 0;  // of the track under way
-    std::array<Tally, 256> tallies_{};
+// What followed a log leaves beside its rows.
+struct FollowedLog {
+    EpochTimes epochTimes;
+    ZeltFault fault;  // what kept the rest from being read
 };
+
+// Passes over the log named in the options as a conversion does, writes nothing, and hands out a row for each satellite
+// and track in which the satellite was measured, track by track.
+FollowedLog followTracks(const RunConfig& config, const RunOptions& options,
+                         const std::function<void(const TrackRow&)>& onRow, const OnProgress& onProgress = nullptr);

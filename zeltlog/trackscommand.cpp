@@ -48,24 +48,18 @@ std::string logOf(const std::vector<std::string>& words) {
 }
 
 void reportTracks(const RunConfig& config, const RunOptions& runOptions, const TracksOptions& options, int& status) {
-    const auto pass = std::make_unique<FilePass>(config, runOptions);
-    TrackReport report(config, runOptions);
-    PassEvents events;
-    TrackLedger ledger(*pass, events, [&](const TrackRow& row) {
+    TrackReport report(runOptions);
+    const auto onRow = [&](const TrackRow& row) {
         report.add(row, options.asJson && !options.summaryOnly);
         if (!options.asJson && !options.summaryOnly) std::fputs(rowText(row).c_str(), stdout);
-    });
-    const OnProgress progress = terminalProgress("Reading:");
-    if (progress) showProgressOf(*pass, progress, events);
-    runPass(*pass, events, ZeltOnFault::kEndFile);
-    ledger.finish();
+    };
+    const FollowedLog log = followTracks(config, runOptions, onRow, terminalProgress("Reading:"));
     clearTerminalProgress();
-    const ZeltFault fault = pass->file.window.fault();
-    if (fault.place != ZeltFaultPlace::kNone) {
-        std::fprintf(stderr, "zeltlog: %s\n", faultText(runOptions.inputFile, fault).c_str());
+    if (log.fault.place != ZeltFaultPlace::kNone) {
+        std::fprintf(stderr, "zeltlog: %s\n", faultText(runOptions.inputFile, log.fault).c_str());
         status = kUnreadableLog;
     }
-    report.setEpochTimes(ledger.epochTimes());
+    report.setEpochTimes(log.epochTimes);
     if (!options.asJson && !options.summaryOnly) std::fputs("\n", stdout);
     std::fputs((options.asJson ? reportJson(report) : reportText(report)).c_str(), stdout);
 }

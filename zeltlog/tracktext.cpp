@@ -45,10 +45,9 @@ std::string modeSentence(const TrackReport& report, const Constellation& constel
         if (countOf(fate) > countOf(most)) most = fate;
     }
     const auto fate = static_cast<TrackFate>(most);
-    return formatText("%s: no line; of %llu tracks, %llu: %s (%s).", name,
-                      static_cast<unsigned long long>(report.total(constellation)),
-                      static_cast<unsigned long long>(report.count(constellation, fate)), fateText(fate),
-                      remedyOf(fate));
+    return formatText("%s: no line; %llu of its %s: %s (%s).", name,
+                      static_cast<unsigned long long>(report.count(constellation, fate)),
+                      countText(report.total(constellation), "track").c_str(), fateText(fate), remedyOf(fate));
 }
 
 Json countsJson(const TrackReport& report, const Constellation& constellation) {
@@ -144,13 +143,4 @@ std::string reportJson(const TrackReport& report) {
                                   {"outcome", fateText(row.fate)}});
     }
     return json.dump(-1, ' ', false, Json::error_handler_t::replace) + '\n';
-}
-
-void showProgressOf(FilePass& pass, const OnProgress& progress, PassEvents& events) {
-    const auto next = events.block;
-    events.block = [&pass, progress, next, size = 0.0F](Bytes block) mutable {
-        if (size == 0) size = static_cast<float>(pass.file.window.length());
-        next(block);
-        progress(100 * static_cast<float>(zeltGetFilePos(pass.file)) / size);
-    };
 }

@@ -9,8 +9,8 @@
 
 class TrackReport {
 public:
-    // Both must outlive the report.
-    TrackReport(const RunConfig& config, const RunOptions& options) : config_(config), options_(options) {}
+    // The options must outlive the report.
+    explicit TrackReport(const RunOptions& options) : options_(options) {}
 
     // Counts a row and, where the rows are to be told too, keeps it.
     void add(const TrackRow& row, bool isKept);
@@ -29,7 +29,6 @@ public:
 private:
     std::vector<std::string> logSentences() const;
 
-    const RunConfig& config_;
     const RunOptions& options_;
     EpochTimes epochTimes_;
     std::array<std::array<uint64_t, kTrackFates>, kTrackedConstellations> counts_{};
@@ -44,6 +43,3 @@ std::string reportText(const TrackReport& report);
 
 // Everything in one JSON object on a line of its own; zeltlog(1) lists the members.
 std::string reportJson(const TrackReport& report);
-
-// Lets a pass tell a bar how far it is, beside who listens already.
-void showProgressOf(FilePass& pass, const OnProgress& progress, PassEvents& events);
