@@ -15,18 +15,18 @@ constexpr const char* kLabel = "Processing:";
 
 void clearProgress() {
     std::printf("\r%*s\r", kLineWidth, "");
-    std::fflush(stdout);
+    std::fflush(stdout);  // no line end does it
 }
 
 void drawProgress(const char* label, float percent) {
     if (!(percent >= 0 && percent < kComplete)) return clearProgress();
-    constexpr int kAroundBar = 6;  // two bars and " nn%"
+    constexpr int kAroundBar = 6;  // two strokes and " nn%"
     const int labelLength = static_cast<int>(std::strlen(label));
     const int width = kLineWidth - kAroundBar - (labelLength == 0 ? 0 : labelLength + 1);
     const float x = static_cast<float>(width) * percent / kComplete;
     int n = static_cast<int>(x);
     std::string bar(static_cast<size_t>(n), '=');
-    if (x - static_cast<float>(n) >= 0.5F && n < width) {
+    if (x - static_cast<float>(n) >= 0.5F && n < width) {  // half a character
         bar += '-';
         ++n;
     }
@@ -43,6 +43,7 @@ void showProgressRange(Progress& progress, ZeltFile& file, float firstPercent, f
     const auto position = static_cast<float>(zeltGetFilePos(file));
     float percent = position * (lastPercent - firstPercent) / progress.fileLength + firstPercent;
     if (firstPercent == kComplete || percent > kComplete) percent = kComplete;
+    // Once per whole percent, however many blocks there are.
     if (percent > progress.threshold || percent == kComplete) {
         progress.threshold = static_cast<float>(std::floor(percent + 1.0));
         drawProgress(kLabel, percent);
