@@ -19,7 +19,7 @@ using namespace Qon::Nav;
 namespace {
 
 constexpr size_t kPathCapacity = 1023;
-constexpr size_t kEpochTextCapacity = 19;
+constexpr size_t kEpochTextCapacity = 19;  // yyyy-mm-dd_hh:mm:ss
 constexpr size_t kCodeCapacity = 2;
 
 // The ionosphere-free combination of the two vertical offsets of each constellation, in the order of kConstellations:
@@ -66,6 +66,8 @@ void printSyntaxError(const char* option) {
     std::fprintf(stderr, "!! Syntax error in %s argument.  Use -h option for help.\n", option);
 }
 
+// Occurrences are all taken, so that none is left over as an unknown option. The last one decides whether the option
+// fails, but a value that an earlier one set stays.
 template <class Number>
 bool getNumberOption(const char* option, const char* format, Number& value, int argc, char** argv) {
     bool converted = true;
@@ -75,6 +77,7 @@ bool getNumberOption(const char* option, const char* format, Number& value, int 
     return converted;
 }
 
+// Only the last occurrence is read, and an empty one counts as none.
 bool getEpochOption(const char* option, const EpochTarget& target, int argc, char** argv) {
     std::string text;
     getStringOption(option, {&text, kEpochTextCapacity}, argc, argv);
@@ -83,6 +86,7 @@ bool getEpochOption(const char* option, const EpochTarget& target, int argc, cha
     return false;
 }
 
+// Looks an option up among the arguments and gives its target what it finds.
 struct ApplyOption {
     const char* option;
     int argc;
@@ -101,6 +105,7 @@ struct ApplyOption {
     }
 };
 
+// False after reporting the first argument that no option took.
 bool reportLeftovers(int argc, char** argv) {
     for (int i = 1; i < argc; ++i) {
         if (*argv[i] == '\0') continue;
@@ -119,6 +124,7 @@ bool getInputFile(int argc, char** argv, RunOptions& options) {
     return checkInputFile(options.inputFile.c_str(), "Zelt");
 }
 
+// A number given is taken as it stands, without a look at the log.
 bool completeLeapSeconds(const RunOptions& options, RunConfig& config) {
     if (config.leapSeconds == kNoLeapSeconds) config.leapSeconds = zeltLeapSecondsFromFile(options.inputFile.c_str());
     if (config.leapSeconds != kNoLeapSeconds) return true;
@@ -129,6 +135,7 @@ bool completeLeapSeconds(const RunOptions& options, RunConfig& config) {
 // Of a position that was not given: the Earth's centre is nobody's antenna.
 bool isOrigin(const Vector3& p) { return p.x == 0 && p.y == 0 && p.z == 0; }
 
+// What the command line gives goes before the log, but -lab Unknown cannot be told from no -lab.
 void completeFromSetup(RunOptions& options, AntennaSettings& antenna) {
     ZeltReceiverSetup setup;
     if (!zeltReadReceiverSetup(options.inputFile.c_str(), setup)) return;
@@ -141,6 +148,7 @@ void completeFromSetup(RunOptions& options, AntennaSettings& antenna) {
     }
 }
 
+// The offsets are vertical: they raise the antenna along the ellipsoid's normal.
 bool computePhaseCentres(const AntennaSettings& antenna, RunConfig& config) {
     if (isOrigin(antenna.position)) {
         std::fprintf(stderr, "!! Receiver position unknown.  Use -px, -py and -pz options to set it.\n");
@@ -201,6 +209,7 @@ std::vector<Option> optionTable(RunConfig& config, RunOptions& options, AntennaS
 }
 
 bool parseOptions(int argc, char** argv, RunConfig& config, RunOptions& options) {
+    // Help and version go before everything, wrong options included.
     if (findOption("-h", argc, argv, FoundArgument::kKeep)) {
         printHelp();
         return true;
@@ -209,6 +218,8 @@ bool parseOptions(int argc, char** argv, RunConfig& config, RunOptions& options)
         std::printf("%s\n", kProgramVersion);
         return true;
     }
+    // What fails is reported in this order: the file, the syntax of options in the table's, unknown ones, what the log
+    // would have to tell.
     if (!getInputFile(argc, argv, options)) return false;
     AntennaSettings antenna;
     for (const Option& option : optionTable(config, options, antenna)) {
@@ -236,7 +247,7 @@ bool getDoubleOption(const char* option, double& value, int argc, char** argv) {
 }
 
 bool getIntOption(const char* option, int32_t& value, int argc, char** argv) {
-    static_assert(std::is_same_v<int32_t, int>);
+    static_assert(std::is_same_v<int32_t, int>);  // which is what %d fills
     return getNumberOption(option, "%d", value, argc, argv);
 }
 
@@ -261,6 +272,7 @@ bool parseEpochBound(const char* text, int64_t& milliseconds) {
     const double value = std::trunc(DateToGpsSeconds(year, month, day, hour, minute, second) * 1000 + 0.5);
     constexpr auto kMin = std::numeric_limits<int64_t>::min();
     constexpr auto kMax = std::numeric_limits<int64_t>::max();
+    // The highest 64-bit integer becomes 2^63 as a double, one too many for it.
     if (value >= static_cast<double>(kMax)) {
         milliseconds = kMax;
     } else {

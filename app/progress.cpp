@@ -18,7 +18,7 @@ std::string progressBar(const char* label, float percent) {
     const float x = static_cast<float>(width) * percent / kComplete;
     int n = static_cast<int>(x);
     std::string bar(static_cast<size_t>(n), '=');
-    if (x - static_cast<float>(n) >= 0.5F && n < width) {
+    if (x - static_cast<float>(n) >= 0.5F && n < width) {  // half a character
         bar += '-';
         ++n;
     }
@@ -29,7 +29,7 @@ std::string progressBar(const char* label, float percent) {
 
 void clearProgress() {
     std::printf("\r%*s\r", static_cast<int>(kProgressWidth), "");
-    std::fflush(stdout);
+    std::fflush(stdout);  // no line end does it
 }
 
 void drawProgress(const char* label, float percent) {
@@ -46,6 +46,7 @@ void showProgressRange(Progress& progress, ZeltFile& file, float firstPercent, f
     const auto position = static_cast<float>(zeltGetFilePos(file));
     float percent = position * (lastPercent - firstPercent) / progress.fileLength + firstPercent;
     if (firstPercent == kComplete || percent > kComplete) percent = kComplete;
+    // Once per whole percent, however many blocks there are.
     if (percent > progress.threshold || percent == kComplete) {
         progress.threshold = static_cast<float>(std::floor(percent + 1.0));
         drawProgress(kLabel, percent);

@@ -25,6 +25,7 @@ struct Constellation {
     const char* frc;       // three characters, of the data line
     const char* kindWord;  // of the output file, in messages
 
+    // Filled by numbered():
     size_t index = 0;        // of this row, and of what else there is one of per constellation
     size_t firstRecord = 0;  // of its satellites in a sequence of those of all constellations
 

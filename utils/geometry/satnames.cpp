@@ -12,6 +12,7 @@ struct SvidRange {
     const char* suffix;  // printed instead of the number where there is one
 };
 
+// Numbers in no range belong to no satellite; 62 of the log's GLONASS numbers, of unknown slot, is 68 here.
 constexpr SvidRange kRanges[] = {
     {1, 32, kGps, 'G', 1, nullptr},       {38, 67, kGlonass, 'R', 1, nullptr}, {68, 68, kGlonass, 'R', 0, nullptr},
     {71, 106, kGalileo, 'E', 1, nullptr}, {107, 117, kLBand, 'L', 1, nullptr}, {118, 118, kLBand, 'L', 0, "x2"},

@@ -7,6 +7,7 @@
 namespace Qon::Nav {
 namespace {
 
+// A damaged block, or one of a number that another constellation's satellite has, must not get into that one's slot.
 template <class Record>
 void replaceSlot(EphemerisStore& store, const Record& ephemeris, ConstellationCode code) {
     if (SVIDToConstellation(ephemeris.svid) == code) store.slots[ephemeris.svid] = ephemeris;
@@ -17,6 +18,8 @@ void replaceSlot(EphemerisStore& store, const Record& ephemeris, ConstellationCo
 void StoreGpsEphemeris(EphemerisStore& store, const GpsEphemeris& ephemeris) { replaceSlot(store, ephemeris, kGps); }
 
 void StoreGalEphemeris(EphemerisStore& store, const GalEphemeris& ephemeris) {
+    // Clock and group delay of a message belong together: F/NAV's are those of E1 and E5a, which tracks are measured
+    // with.
     if (ephemeris.source == ZeltGalNav::kSourceFnav) replaceSlot(store, ephemeris, kGalileo);
 }
 

@@ -52,7 +52,8 @@ ClockPolynomial readClock(Bytes block, const ZeltKeplerLayout& at, uint32_t behi
     return {GpsTime(block.u16(at.wnToc), block.u32(at.toc) + behindGps), af0, block.f32(at.af1), block.f32(at.af2)};
 }
 
-// The fields that the three constellations of Kepler orbits have at places of their layout.
+// What the constellations of Kepler orbits have in common, at the places of their layout. Reference times are formed in
+// 32 bits, as the instants are that they are compared with (GpsTime).
 template <class Record>
 Record keplerRecord(Bytes block, const ZeltKeplerLayout& at, uint32_t behindGps) {
     Record ephemeris;

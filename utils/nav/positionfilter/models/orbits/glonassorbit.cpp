@@ -24,8 +24,8 @@ State addScaled(const State& a, const State& b, double factor) {
     return {addScaled(a.positionKm, b.positionKm, factor), addScaled(a.velocityKmPerS, b.velocityKmPerS, factor)};
 }
 
-// What position and velocity change by in a second: by gravity with its second zonal harmonic, the forces of the turning
-// frame, Sun and Moon.
+// What position and velocity change by in a second: by gravity with its second zonal harmonic, the forces of the
+// turning frame, Sun and Moon.
 State derivative(const State& s, const Vector3& lunisolar) {
     const Vector3& p = s.positionKm;
     const Vector3& v = s.velocityKmPerS;

@@ -22,6 +22,7 @@ constexpr double kGlonassL2Share = 2.53125;
 
 float inMetres(double seconds) { return static_cast<float>(seconds * kSpeedOfLight); }
 
+// A delay of signal 1 and what makes the ionosphere-free combination of both 0.
 GroupDelays cancellingPair(float delay, double f1, double f2) {
     const double ratio = f1 / f2;
     return {inMetres(delay), inMetres(ratio * ratio * delay)};
@@ -53,6 +54,7 @@ double GroupDelay(const GpsEphemeris& ephemeris, int signal) {
     }
 }
 
+// The first delay that is there decides for every signal; see the header.
 double GroupDelay(const GalEphemeris& ephemeris, int signal) {
     if (ephemeris.bgdE1E5b != kNotAvailableF) {
         const double delay = kSpeedOfLight * ephemeris.bgdE1E5b;

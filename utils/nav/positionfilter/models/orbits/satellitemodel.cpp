@@ -7,6 +7,7 @@
 namespace Qon::Nav {
 namespace {
 
+// GLONASS keeps an arc, made when it is first needed: a model of another constellation has no use for its kilobyte.
 struct PositionAt {
     double t;
     std::optional<GlonassArc>& arc;
@@ -21,6 +22,7 @@ struct PositionAt {
     }
 };
 
+// The signals, those that clocks refer to, matter to the group delay alone, which is not passed on.
 struct ClockAt {
     double t;
 
@@ -51,6 +53,7 @@ SatelliteModel::SatelliteModel(const Ephemeris& ephemeris) : ephemeris_(ephemeri
 
 Vector3 SatelliteModel::GetSatPosition(double t, const Vector3& receiver) {
     if (IsEmpty(ephemeris_)) return {};
+    // One turn by the distance before it: what a second one would add is below a millimetre (geometry.h).
     const Vector3 position = std::visit(PositionAt{t, arc_}, ephemeris_);
     return RotateForTravel(position, GetLineOfSight(receiver, position).range);
 }

@@ -13,8 +13,9 @@ namespace Qon::Nav {
 // whole weeks counted; usability is not asked (IsEphemerisUsable). Without an ephemeris everything is 0.
 class SatelliteModel {
 public:
-    // The ephemeris must outlive the model.
+    // The ephemeris must outlive the model, which no temporary one would.
     explicit SatelliteModel(const Ephemeris& ephemeris);
+    explicit SatelliteModel(const Ephemeris&& ephemeris) = delete;
 
     // ECEF position in m at t (the time of transmission, chosen by the caller), turned once for the Earth's rotation
     // while the signal travels to `receiver` (ECEF, m; RotateForTravel). The Earth's centre where there is none:
