@@ -1,12 +1,8 @@
 // The navigation path: hostile blocks into the store, and a track computed with what came of them.
 //
 // An input is 32 bytes of time, codes and configuration, and a navigation block.
-#include <cmath>
-#include <cstring>
-#include <iterator>
-#include <random>
-
 #include "cggtts/track.h"
+#include "fuzz/logmutator.h"
 #include "fuzz/support.h"
 #include "utils/nav/navdatadecoder/satnavdecoder/ephemerisstore.h"
 #include "utils/nav/positionfilter/models/orbits/orbits.h"
@@ -18,7 +14,6 @@ using namespace Qon::Nav;
 
 namespace {
 
-constexpr uint16_t kNumbers[] = {kZeltGpsNav, kZeltGalNav, kZeltGloNav, kZeltBdsNav};
 constexpr size_t kSettingsSize = 32;
 // Settings, by offset.
 constexpr size_t kTimeOffset = 0;  // i16, s from the reference time to the track's end
@@ -113,22 +108,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     return 0;
 }
 
-// Doubles and floats that break careless arithmetic are planted where fields are: at multiples of four.
 extern "C" size_t LLVMFuzzerCustomMutator(uint8_t* data, size_t size, size_t maxSize, unsigned seed) {
-    constexpr double kDoubles[] = {NAN,   INFINITY, -INFINITY, 1.7e308, -1.7e308, 5e-324, -0.0,
-                                   -2e10, 1,        1e10,      0,       4e9,      1e19};
-    constexpr float kFloats[] = {NAN, INFINITY, -INFINITY, 3.4e38F, -3.4e38F, 1e-45F, -0.0F, -2e10F, 1, 0};
-    std::minstd_rand random(seed);
-    switch (size < kSettingsSize + kZeltMinLength ? 3 : random() % 5) {
-        case 0: {
-            const uint16_t number = kNumbers[random() % std::size(kNumbers)];
-            std::memcpy(data + kSettingsSize + kZeltIdOffset, &number, sizeof number);
-            return size;
-        }
-        case 1:
-            std::memcpy(data + random() % ((size - 8) / 4) * 4, &kDoubles[random() % std::size(kDoubles)], 8);
-            return size;
-        case 2: std::memcpy(data + random() % (size / 4) * 4, &kFloats[random() % std::size(kFloats)], 4); return size;
-        default: return LLVMFuzzerMutate(data, size, maxSize);
-    }
+    if (size < kSettingsSize || seed % 4 == 0) return LLVMFuzzerMutate(data, size, maxSize);
+    return kSettingsSize + mutateLog(data + kSettingsSize, size - kSettingsSize, maxSize - kSettingsSize, seed / 4);
 }

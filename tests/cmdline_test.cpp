@@ -73,10 +73,7 @@ TEST_F(CommandLineTest, EachFailurePrintsItsMessage) {
     const auto syntaxError = [](const std::string& option) {
         return "!! Syntax error in " + option + " argument.  Use -h option for help.\n";
     };
-    const struct {
-        std::vector<std::string> arguments;
-        std::string message;
-    } cases[] = {
+    const std::pair<std::vector<std::string>, std::string> cases[] = {
         {{"-f"}, "The Zelt file \"\" could not be opened for reading: No such file or directory\n"},
         {{"-f", log, "-elm", "abc"}, syntaxError("-elm")},
         {{"-f", log, "-dl1", "3", "-dl1", "x"}, syntaxError("-dl1")},
@@ -87,9 +84,9 @@ TEST_F(CommandLineTest, EachFailurePrintsItsMessage) {
         {{"-f", stamped, "-px1"}, "!! Leap second cannot be determined.  Use -ls option to set it manually.\n"},
         {{"-f", stamped, "-ls18"}, "!! Receiver position unknown.  Use -px, -py and -pz options to set it.\n"},
     };
-    for (const auto& c : cases) {
-        EXPECT_FALSE(parse(c.arguments)) << c.message;
-        EXPECT_EQ(errors, c.message);
+    for (const auto& [arguments, message] : cases) {
+        EXPECT_FALSE(parse(arguments)) << message;
+        EXPECT_EQ(errors, message);
     }
 }
 
@@ -122,22 +119,20 @@ TEST_F(CommandLineTest, TableOrderAndHelpHold) {
 TEST_F(CommandLineTest, EpochBounds) {
     constexpr int64_t kDay = 86400000;
     constexpr int64_t kJune2019 = 14391 * kDay;  // 2019-06-01, counted from 1980-01-06
-    const struct {
-        const char* text;
-        int64_t milliseconds;
-    } cases[] = {{"19/06/01 00.00.00", kJune2019},       {"119-6-1", kJune2019},
-                 {"2020-02-30", kJune2019 + 274 * kDay}, {"2019-06-01_23:59:59.9995", kJune2019 + kDay},
-                 {"2019", kJune2019 - 183 * kDay},       {"1980-01-06", 0},
-                 {"1980-01-05_23:59:59", -999},          {"2019-06-01_00:00:inf", INT64_MAX},
-                 {"2019-06-01_00:00:-1e300", INT64_MIN}};
-    for (const auto& c : cases) {
+    const std::pair<const char*, int64_t> cases[] = {
+        {"19/06/01 00.00.00", kJune2019},       {"119-6-1", kJune2019},
+        {"2020-02-30", kJune2019 + 274 * kDay}, {"2019-06-01_23:59:59.9995", kJune2019 + kDay},
+        {"2019", kJune2019 - 183 * kDay},       {"1980-01-06", 0},
+        {"1980-01-05_23:59:59", -999},          {"2019-06-01_00:00:inf", INT64_MAX},
+        {"2019-06-01_00:00:-1e300", INT64_MIN}};
+    for (const auto& [text, milliseconds] : cases) {
         int64_t value = 1;
-        EXPECT_TRUE(parseEpochBound(c.text, value)) << c.text;
-        EXPECT_EQ(value, c.milliseconds) << c.text;
+        EXPECT_TRUE(parseEpochBound(text, value)) << text;
+        EXPECT_EQ(value, milliseconds) << text;
     }
     int64_t untouched = 1;
     EXPECT_FALSE(parseEpochBound("x", untouched));
-    EXPECT_TRUE(parseWithLog({"-b", "2019-06-01", "-e2019-06-01_00:00:09.5"}));  // 19 characters count
+    EXPECT_TRUE(parseWithLog({"-b", "2019-06-01", "-e2019-06-01_00:00:0955"}));  // 19 characters count
     EXPECT_EQ(options.firstEpoch, kJune2019);
     EXPECT_EQ(options.lastEpoch, kJune2019 + 9000);
     EXPECT_TRUE(parseWithLog({"-b", "", "-e", ""}));
@@ -147,15 +142,11 @@ TEST_F(CommandLineTest, EpochBounds) {
 // Unknown up to the first leap second, during which the count before still holds, and from 2020 on.
 TEST_F(CommandLineTest, LeapSecondsOfTheLog) {
     constexpr int kUnknown = INT32_MIN;
-    struct Case {
-        ByteVector block;
-        int leapSeconds;
-    };
-    std::vector<Case> cases = {{epochBlock(1261872000, kZeltMeas3Ranges), kUnknown},
-                               {epochBlock(1261871999, kZeltMeas3Ranges), 18},
-                               {utcBlock(kZeltNoWnc, -3), -3},
-                               {utcBlock(kZeltNoWnc, 5, kZeltUtc2), 5},
-                               {utcBlock(kTestWeek, 18), kUnknown}};
+    std::vector<std::pair<ByteVector, int>> cases = {{epochBlock(1261872000, kZeltMeas3Ranges), kUnknown},
+                                                     {epochBlock(1261871999, kZeltMeas3Ranges), 18},
+                                                     {utcBlock(kZeltNoWnc, -3), -3},
+                                                     {utcBlock(kZeltNoWnc, 5, kZeltUtc2), 5},
+                                                     {utcBlock(kTestWeek, 18), kUnknown}};
     int count = 0;
     // Years from 1900 and months before which a leap second was inserted (IERS Bulletin C).
     constexpr uint32_t kMonths[] = {8107, 8207, 8307, 8507, 8801,  9001,  9101,  9207,  9307,
@@ -163,13 +154,13 @@ TEST_F(CommandLineTest, LeapSecondsOfTheLog) {
     for (const uint32_t month : kMonths) {
         const double utc = Qon::Nav::DateToGpsSeconds(1900 + month / 100, month % 100, 1, 0, 0, 0);
         const int64_t leap = static_cast<int64_t>(utc) + count;
-        cases.push_back({epochBlock(leap), count == 0 ? kUnknown : count});
-        cases.push_back({epochBlock(leap + 1), ++count});
+        cases.emplace_back(epochBlock(leap), count == 0 ? kUnknown : count);
+        cases.emplace_back(epochBlock(leap + 1), ++count);
     }
-    for (const Case& c : cases) {
-        const std::string path = folder.write("leap", joined({setupBlock(), c.block}));
-        EXPECT_EQ(parse({"-f", path}), c.leapSeconds != kUnknown);
-        EXPECT_EQ(config.leapSeconds, c.leapSeconds);
+    for (const auto& [block, leapSeconds] : cases) {
+        const std::string path = folder.write("leap", joined({setupBlock(), block}));
+        EXPECT_EQ(parse({"-f", path}), leapSeconds != kUnknown);
+        EXPECT_EQ(config.leapSeconds, leapSeconds);
     }
 }
 

@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include <tuple>
+#include <map>
 
 #include "tests/support/logs.h"
 
