@@ -16,19 +16,19 @@ constexpr double kL1Wavelength = 299792458.0 / 1575.42e6;
 constexpr double kL2Wavelength = 299792458.0 / 1227.60e6;
 constexpr uint32_t kTow = 1000;
 
-const std::string kHead = "satellites:8=1 length1:8=20 length2:8=12 flags:8=0 jumps:8=0 unused:8=0 ";
-
 // A satellite at 5 * 4294967.296 + 1 m.
 constexpr double kCode = 5 * 4294967.296 + 1;
-const std::string kType1 =
-    "rxChannel:8=7 signal:5=0 antenna:3=0 svid:8=12 codeHigh:8=5 code:32=1000 doppler:32=12345678 carrier:16=500 "
-    "carrierHigh:8=-1 cn0:8=40 lock:16=0 smoothed:2=0 halfCycle:1=0 freqNr:5=0 type2s:8=0 ";
-const std::string kType2 =
-    "signal:5=2 antenna:3=0 lock:8=0 cn0:8=0 codeHigh:3=0 dopplerHigh:5=0 carrierHigh:8=0 obsInfo:8=0 code:16=0 "
-    "carrier:16=0 doppler:16=0 ";
+const Forms kForms = {
+    {"head", "satellites:8=1 length1:8=20 length2:8=12 flags:8=0 jumps:8=0 unused:8=0 "},
+    {"master",
+     "rxChannel:8=7 signal:5=0 antenna:3=0 svid:8=12 codeHigh:8=5 code:32=1000 doppler:32=12345678 "
+     "carrier:16=500 carrierHigh:8=-1 cn0:8=40 lock:16=0 smoothed:2=0 halfCycle:1=0 freqNr:5=0 slaves:8=0 "},
+    {"slave",
+     "signal:5=2 antenna:3=0 lock:8=0 cn0:8=0 codeHigh:3=0 dopplerHigh:5=0 carrierHigh:8=0 obsInfo:8=0 "
+     "code:16=0 carrier:16=0 doppler:16=0 "}};
 
-ByteVector measEpoch(const std::string& body, int revision = 1, int number = kZeltMeasEpoch) {
-    return BlockBuilder(number, 14, revision, kTow).bits(body).done();
+ByteVector measEpoch(const std::string& text, int revision = 1, int number = kZeltMeasEpoch) {
+    return BlockBuilder(number, 14, revision, kTow).bits(fieldsOf(text, kForms)).done();
 }
 
 struct MeasEpochTest : testing::Test {
@@ -48,11 +48,11 @@ struct MeasEpochTest : testing::Test {
 };
 
 TEST_F(MeasEpochTest, MasterAndSlaveValues) {
-    const std::string negative =
-        "lock=9 cn0=40 codeHigh=-1 dopplerHigh=-1 carrierHigh=1 code=65000 carrier=3 doppler=-100";
-    const std::string lowest = "signal=3 cn0=40 codeHigh=4 dopplerHigh=16 carrierHigh=-128 code=1 carrier=1 doppler=1";
-    decode({measEpoch(with(kHead, "flags=255 jumps=-3") + with(kType1, "signal=1 halfCycle=1 type2s=2") +  // P(Y)
-                      with(kType2, negative) + with(kType2, lowest))});
+    decode(
+        {measEpoch("head flags=255 jumps=-3; master signal=1 halfCycle=1 slaves=2;"  // P(Y): no C/N0 offset
+                   "slave lock=9 cn0=40 codeHigh=-1 dopplerHigh=-1 carrierHigh=1 code=65000 carrier=3 doppler=-100;"
+                   // The lowest values that are not missing.
+                   "slave signal=3 cn0=40 codeHigh=4 dopplerHigh=16 carrierHigh=-128 code=1 carrier=1 doppler=1")});
     ASSERT_EQ(epoch.satelliteCount, 1);
     EXPECT_EQ(epoch.tow, kTow);
     EXPECT_EQ(epoch.wnc, uint32_t{kTestWeek});
@@ -68,11 +68,12 @@ TEST_F(MeasEpochTest, MasterAndSlaveValues) {
 
 TEST_F(MeasEpochTest, DoNotUseValuesAreMissing) {
     constexpr double kNone = kNotAvailable;
-    const std::string nothing = with(kType2, "lock=255 cn0=255 codeHigh=4 dopplerHigh=16 carrierHigh=-128");
-    const std::string master =
-        "rxChannel=255 codeHigh=0 code=0 doppler=-2147483648 carrier=0 carrierHigh=-128 cn0=255 ";
-    decode({measEpoch(kHead + with(kType1, master + "lock=65535 type2s=2") + with(nothing, "signal=3") +
-                      with(nothing, "signal=4 codeHigh=0 dopplerHigh=0 code=100"))});  // of a master without a code
+    const std::string nothing = "; slave lock=255 cn0=255 carrierHigh=-128 ";
+    decode(
+        {measEpoch("head; master rxChannel=255 codeHigh=0 code=0 doppler=-2147483648 carrier=0 carrierHigh=-128 "
+                   "cn0=255 lock=65535 slaves=2" +
+                   nothing + "signal=3 codeHigh=4 dopplerHigh=16" + nothing +
+                   "signal=4 code=100")});  // of a master without a code and a Doppler
     ASSERT_EQ(epoch.satelliteCount, 1);
     EXPECT_EQ(epoch.satellites[0].channel, 0);
     for (const int type : {0, 3, 4}) expectSignal(type, kNone, kNone, kNone, kNone, 0);
@@ -102,7 +103,7 @@ TEST_F(MeasEpochTest, WhichSatellitesAndSignalsAreKept) {
                  {"svid=120 signal=25", 120, 25}};
     for (const auto& c : cases) {
         SCOPED_TRACE(c.logged);
-        decode({measEpoch(with(kHead, "satellites=2") + with(kType1, "svid=9") + with(kType1, c.logged), 0, c.number)});
+        decode({measEpoch(std::string("head satellites=2; master svid=9; master ") + c.logged, 0, c.number)});
         EXPECT_EQ(epoch.clockJumps, kZeltNoClockJumps);  // revision 0
         EXPECT_EQ(svidsOf(epoch), c.svid == 0 ? std::vector<int>{9} : (std::vector<int>{9, c.svid}));
         EXPECT_EQ(signal(c.signal, c.svid).flags, c.svid == 0 ? 0 : kZeltSlotUsed);
@@ -113,7 +114,7 @@ TEST_F(MeasEpochTest, WhichSatellitesAndSignalsAreKept) {
 // slave, its master; then lengths shorter than the fields and counts beyond the block.
 TEST_F(MeasEpochTest, WhatDoesNotFitEndsTheBlock) {
     const struct {
-        int length1 = 20, length2 = 12, type2s = 1;
+        int length1 = 20, length2 = 12, slavesEach = 1;
         size_t size = 84;
         int satellites = 0, slaves = 0;  // kept
     } cases[] = {{.satellites = 2, .slaves = 2},
@@ -123,19 +124,19 @@ TEST_F(MeasEpochTest, WhatDoesNotFitEndsTheBlock) {
                  {.size = 39},
                  {.length1 = 19},
                  {.length2 = 11, .satellites = 1},
-                 {.length2 = 0, .type2s = 255, .satellites = 1},
+                 {.length2 = 0, .slavesEach = 255, .satellites = 1},
                  {.length1 = 0},
-                 {.length1 = 255, .length2 = 255, .type2s = 255}};
+                 {.length1 = 255, .length2 = 255, .slavesEach = 255}};
     for (const auto& c : cases) {
-        const std::string satellite = with(kType1, "type2s=" + std::to_string(c.type2s)) + kType2;
-        BlockBuilder b(measEpoch(kHead + satellite + with(satellite, "svid=13")));
+        const std::string slave = " slaves=" + std::to_string(c.slavesEach) + "; slave";
+        BlockBuilder b(measEpoch("head; master" + slave + "; master svid=13" + slave));
         b.u8(14, {2, c.length1, c.length2}).bytes.resize(c.size);
         decode({b.done()});
         EXPECT_EQ(epoch.satelliteCount, c.satellites) << c.size;
         EXPECT_EQ((signal(2, 12).flags != 0) + (signal(2, 13).flags != 0), c.slaves) << c.size;
     }
-    std::string many = with(kHead, "satellites=81");
-    for (int i = 0; i < 81; ++i) many += kType1;
+    std::string many = "head satellites=81";
+    for (int i = 0; i < 81; ++i) many += "; master";
     decode({measEpoch(many)});
     EXPECT_EQ(epoch.satelliteCount, kZeltMaxSatellites);
 }
@@ -150,7 +151,7 @@ TEST_F(MeasEpochTest, MeasExtraByRevision) {
             "rxChannel:8=7 signal:8=0 multipath:16=-20 smoothing:16=30 codeVariance:16=2500 carrierVariance:16=300 "
             "lock:16=12 losses:8=4 carrierMultipath:8=5 info:8=1 cn0Fine:3=4 signalHigh:5=0 unused:16=0");
         if (revision != 0) b.u16(46, 65535);  // no carrier variance
-        decode({measEpoch(kHead + kType1), b.done()});
+        decode({measEpoch("head; master"), b.done()});
         const ZeltMeasSignal s = signal(0);
         EXPECT_EQ(epoch.dopplerVarianceFactor, revision == 0 ? 163.0F : 200.0F * static_cast<float>(revision));
         EXPECT_EQ(s.multipath, -20);
@@ -178,7 +179,7 @@ TEST_F(MeasEpochTest, MeasFullRangeReplacesTheCode) {
     for (const auto& c : cases) {
         BlockBuilder b(kZeltMeasFullRange, 44, c.revision, kTow);
         b.u8(14, {1, 20}).u8(24, {7, c.signal, 0, c.freqNr}).f64(28, 2.5e7).f32(36, 8).u16(40, 4321);
-        decode({measEpoch(kHead + with(kType1, c.master)), b.done()});
+        decode({measEpoch(std::string("head; master ") + c.master), b.done()});
         const ZeltMeasSignal s = signal(c.signal, c.svid);
         EXPECT_EQ(s.pseudorange, 2.5e7);
         EXPECT_DOUBLE_EQ(s.carrierPhase, (2.5e7 + 8) / c.wavelength);
@@ -196,7 +197,7 @@ TEST_F(MeasEpochTest, SubBlocksThatDoNotFitAreIgnored) {
         for (const int length : {0, c.fields - 1, c.fields, 20, 21, 255}) {
             BlockBuilder b(c.number, 40, c.revision, kTow);
             b.u8(14, {1, length}).u8(static_cast<size_t>(40 - std::min(length, 20)), 7);
-            decode({measEpoch(kHead + kType1), b.done()});
+            decode({measEpoch("head; master"), b.done()});
             // Fields of 0: no variance from the one, no code from the other.
             const bool applied = signal(0).codeVariance == 0 || signal(0).pseudorange == 0;
             EXPECT_EQ(applied, length >= c.fields && length <= 20) << c.number << ' ' << length;

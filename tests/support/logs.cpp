@@ -1,7 +1,5 @@
 #include "tests/support/logs.h"
 
-#include <cstdio>
-#include <cstdlib>
 #include <fstream>
 #include <iterator>
 #include <random>
@@ -17,7 +15,6 @@ const std::string kCompactLog = ZELT_EXAMPLES "/esbc-2020-06-25-3h-meas3.zelt";
 
 namespace {
 
-std::FILE* const kReports = stderr;  // also when a fuzz target has replaced it
 constexpr size_t kLineSize = 127;
 constexpr const char* kSumLine = "CKSUM = ";
 constexpr const char* kTitlesEnd = ".1ns.1ps/s.1ns.1ps/s.1ns.1ps/s.1ns\n";
@@ -50,12 +47,6 @@ std::vector<std::string> checkedLines(const std::string& text, bool numericOnly)
 }
 
 }  // namespace
-
-void require(bool holds, const std::string& what) {
-    if (holds) return;
-    std::fprintf(kReports, "Does not hold: %s\n", what.c_str());
-    std::abort();
-}
 
 RunConfig stationConfig(const Qon::Nav::Vector3& station) {
     RunConfig config;

@@ -20,9 +20,6 @@ constexpr Qon::Nav::Vector3 kExampleStation{3582105.291, 532589.7313, 5232754.80
 // What a run at a station needs to be told: the place and the leap second.
 RunConfig stationConfig(const Qon::Nav::Vector3& station = kExampleStation);
 
-// Stops the program with a report when something that must hold does not.
-void require(bool holds, const std::string& what);
-
 ByteVector readLog(const std::filesystem::path& path);
 
 // Writes a file; its path as a text.
