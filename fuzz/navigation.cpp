@@ -1,114 +1,58 @@
-// The navigation path: hostile blocks into the store, and a track computed with what came of them.
-//
-// An input is 32 bytes of time, codes and configuration, and a navigation block.
-#include "cggtts/track.h"
+// The navigation path: a hostile navigation block, and a track of the satellite that it speaks of. An input is the
+// first coordinate of the station for GPS, which is the cable's delay in ns too (f64), and the block.
+#include <memory>
+#include <sstream>
+
+#include "cggtts/trackengine.h"
 #include "fuzz/logmutator.h"
 #include "fuzz/support.h"
-#include "utils/nav/navdatadecoder/satnavdecoder/ephemerisstore.h"
-#include "utils/nav/positionfilter/models/orbits/orbits.h"
+#include "tests/support/satellite.h"
 #include "utils/zeltdata/zeltnav.h"
-
-extern "C" size_t LLVMFuzzerMutate(uint8_t* data, size_t size, size_t maxSize);
-
-using namespace Qon::Nav;
 
 namespace {
 
-constexpr size_t kSettingsSize = 32;
-// Settings, by offset.
-constexpr size_t kTimeOffset = 0;  // i16, s from the reference time to the track's end
-constexpr size_t kHow = 2;         // u8
-constexpr size_t kChannel = 3;     // u8
-constexpr size_t kLeap = 4;        // i32
-constexpr size_t kCode1 = 8;       // f64
-constexpr size_t kCode2 = 16;      // f64
-constexpr size_t kDelay = 24;      // f64, ns
+constexpr size_t kSettingsSize = 8;
 
-// Makes a value be computed of which nothing is asked.
-void use(double value) { asm volatile("" ::"m"(value)); }
-
-double referenceTime(const Ephemeris& any) {
-    return std::visit(
-        [](const auto& ephemeris) {
-            if constexpr (std::is_same_v<decltype(ephemeris), const std::monostate&>)
-                return 0.0;
-            else
-                return ReferenceTime(ephemeris);
-        },
-        any);
-}
-
-void useEphemeris(const Ephemeris& ephemeris, double t) {
-    Vector3 position;
-    GlonassArc arc;
-    GetSatPosition(ephemeris, t, kExampleStation, arc, position);
-    use(position.x + GetSatClockBias(ephemeris, t) + GetRelativisticCorr(ephemeris, t));
-    for (int signal = -1; signal <= kNoSignal; ++signal) {
-        if (const auto* gps = std::get_if<GpsEphemeris>(&ephemeris)) use(OM_GetSatClockGPS(*gps, signal, t).drift);
-        if (const auto* gal = std::get_if<GalEphemeris>(&ephemeris)) use(OM_GetSatClockGAL(*gal, signal, t).drift);
-        if (const auto* glo = std::get_if<GloEphemeris>(&ephemeris)) use(OM_GetSatClockGLO(*glo, signal, t).drift);
-        if (const auto* bds = std::get_if<BdsEphemeris>(&ephemeris)) use(OM_GetSatClockBDS(*bds, signal, t).drift);
+// The satellite's signals by the block's number; where it is seen does not matter.
+ByteVector epochOf(Bytes nav) {
+    constexpr int kSignals[][3] = {
+        {kZeltGpsNav, 1, 2}, {kZeltGalNav, 17, 20}, {kZeltGloNav, 8, 11}, {kZeltBdsNav, 28, 29}};
+    Satellite satellite = kGpsSatellite;
+    satellite.svid = nav.u8(kZeltSvidOffset);
+    for (const auto& [number, signal1, signal2] : kSignals) {
+        if (number != zeltNumber(nav)) continue;
+        satellite.signal1 = signal1;
+        satellite.signal2 = signal2;
     }
-    const int issue = IssueOfEphemeris(ephemeris);
-    require(issue >= 0 && issue <= 999, "an issue of ephemeris of three digits");
-}
-
-void computeTrack(const Ephemeris& ephemeris, uint32_t end, int svid, Bytes settings) {
-    const size_t c = constellationOf(svid) % kConstellations.size();
-    const Constellation& row = kConstellations[c];
-    RunConfig config = stationConfig();
-    config.elevationMask = -91;
-    if ((settings.u8(kHow) & 1) != 0) config.leapSeconds = settings.i32(kLeap);
-    config.*row.delay1 = settings.f64(kDelay);
-    if ((settings.u8(kHow) & 2) != 0) config.phaseCentre[c] = {settings.f64(kDelay), settings.f64(kCode2), 0};
-    TrackRecord record;
-    record.ephemeris = ephemeris;
-    startTrack(record, config, c);
-    for (int slot = 0; slot < kSlotsPerTrack; ++slot) {
-        const uint32_t t = end - static_cast<uint32_t>(kLastSlot - slot) * kSampleSpacing;
-        const int given = (settings.u8(kHow) & 4) != 0 ? 0 : slot;  // all x the same: no line through them
-        trackSample(
-            record, given, t,
-            {settings.u8(kChannel), row.signal1, row.signal2, settings.f64(kCode1) + slot, settings.f64(kCode2)});
-    }
-    require(record.sampleCount >= 0 && record.sampleCount <= kSlotsPerTrack, "the number of samples");
-    Station station;
-    DataLine line;
-    line.svid = static_cast<uint8_t>(svid);
-    if (!finishTrack(record, end, config, station, line)) return;
-    require(record.sampleCount >= kMinSamples, "samples enough for a line");
-    std::string text;
-    formatDataLine(line, text);
-    require(text.back() == '\n', "a whole line");
-    text.pop_back();
-    checkDataLine(text);
+    return BlockBuilder(epochBlock(satellite, kTrackStart)).u8(38, 8 << 3).done();
 }
 
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    const Bytes settings = Bytes{data, size}.sub(0, kSettingsSize);
-    const Bytes block = Bytes{data, size}.sub(kSettingsSize, size);
+    const Bytes nav = Bytes{data, size}.sub(kSettingsSize, kZeltMaxLength);
+    Qon::Nav::EphemerisStore store;
     ZeltNavBlock fixed;
-    if (!zeltFixNavBlock(block, fixed)) return 0;
-    EphemerisStore store;
+    if (!zeltFixNavBlock(nav, fixed)) return 0;
     StoreNavBlock(store, fixed.bytes());
-    const uint8_t svid = fixed.bytes().u8(kZeltSvidOffset);
-    for (size_t i = 0; i < store.slots.size(); ++i) {
-        require(i == svid || std::holds_alternative<std::monostate>(store.slots[i]), "no slot but the satellite's");
+    RunConfig config = stationConfig(kStation);
+    config.elevationMask = -91;
+    config.phaseCentre[0].x = config.delayCable = Bytes{data, size}.f64(0);
+    EpochReader reader;
+    ZeltMeasEpoch epoch = *reader.decode({epochOf(nav)});
+    const auto processor = std::make_unique<CggttsProcessor>(config, store);
+    for (uint32_t slot = 0; slot < kSlotsPerTrack; ++slot) {
+        epoch.tow = (kTrackStart + kSampleSpacing * (slot + 1)) * 1000;
+        processor->addEpoch(epoch);
     }
-    const Ephemeris& ephemeris = store.slots[svid];
-    // Reference times fit 32 bits: they are computed in as many.
-    const auto reference = static_cast<uint32_t>(referenceTime(ephemeris));
-    const uint32_t end = reference + static_cast<uint32_t>(settings.i16(kTimeOffset));
-    use(IsEphemerisUsable(ephemeris, end) ? 1 : 0);
-    useEphemeris(ephemeris, end);
-    useEphemeris(ephemeris, settings.f64(kCode1));
-    computeTrack(ephemeris, end, svid, settings);
+    for (size_t c = 0; c < kConstellations.size(); ++c) {
+        std::istringstream lines(processor->lineBuffer(c));
+        for (std::string line; std::getline(lines, line);) checkDataLine(line);
+    }
     return 0;
 }
 
 extern "C" size_t LLVMFuzzerCustomMutator(uint8_t* data, size_t size, size_t maxSize, unsigned seed) {
-    if (size < kSettingsSize || seed % 4 == 0) return LLVMFuzzerMutate(data, size, maxSize);
-    return kSettingsSize + mutateLog(data + kSettingsSize, size - kSettingsSize, maxSize - kSettingsSize, seed / 4);
+    if (size < kSettingsSize || seed % 8 == 0) return LLVMFuzzerMutate(data, size, maxSize);
+    return kSettingsSize + mutateLog(data + kSettingsSize, size - kSettingsSize, maxSize - kSettingsSize, seed / 8);
 }
