@@ -7,8 +7,6 @@
 
 #include "tests/support/blocks.h"
 
-extern "C" size_t LLVMFuzzerMutate(uint8_t* data, size_t size, size_t maxSize);
-
 namespace {
 
 using Blocks = std::vector<ByteVector>;

@@ -1,11 +1,11 @@
 // seeds DIRECTORY: makes the seed corpora in DIRECTORY/TARGET: slices of the example logs, and simulated satellites.
-#include <algorithm>
 #include <cstdio>
 #include <random>
 
 #include "cggtts/schedule.h"
 #include "tests/support/logs.h"
 #include "tests/support/satellite.h"
+#include "utils/zeltdata/zeltnav.h"
 
 namespace {
 
@@ -40,16 +40,16 @@ void writeTrackSeed(const std::vector<Bytes>& blocks) {
     writeSeed("conversion", "track", seed);
 }
 
-// Plausible settings of the navigation target in front of each kind's first block.
+// Of each kind a block in force at the simulated track, behind the settings of the navigation target.
 void writeNavigationSeeds(const std::vector<Bytes>& blocks) {
-    BlockBuilder settings(ByteVector{100, 0, 0, 8, 18, 0, 0, 0});
-    settings.f64(8, 22e6).f64(16, 22e6 + 3).f64(24, 30);
-    for (const uint16_t number : {kZeltGpsNav, kZeltGalNav, kZeltGloNav, kZeltBdsNav}) {
-        const auto isKind = [number](Bytes block) {
-            return zeltNumber(block) == number && (number != kZeltGalNav || block.u8(15) == 16);
-        };
-        const Bytes block = *std::find_if(blocks.begin(), blocks.end(), isKind);
-        writeSeed("navigation", std::to_string(number), joined({settings.bytes, copyOf(block)}));
+    for (const Bytes block : blocks) {
+        const uint16_t number = zeltNumber(block);
+        const bool isFnav = block.u8(ZeltGalNav::kSource) == ZeltGalNav::kSourceFnav;
+        const bool isNav = number == kZeltGpsNav || number == kZeltBdsNav || (number == kZeltGalNav && isFnav) ||
+                           (number == kZeltGloNav && block.u32(ZeltGloNav::kToe) > kTrackStart);
+        if (!isNav || zeltTow(block) > kTrackStart * 1000) continue;
+        BlockBuilder settings(ByteVector{});
+        writeSeed("navigation", std::to_string(number), joined({settings.f64(0, kStation.x).bytes, copyOf(block)}));
     }
 }
 

@@ -24,7 +24,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     });
     report.setEpochTimes(log.epochTimes);
     require(!reportText(report).empty() && !reportJson(report).empty(), "a report");
-    require(dataLines(convertFile(config, options)).size() == lines, "the lines of the files");
+    require(linesOf(convertFile(config, options)).size() == lines, "the lines of the files");
     return 0;
 }
 

@@ -1,84 +1,69 @@
 #include <gtest/gtest.h>
 
-#include <tuple>
+#include <sstream>
 
 #include "tests/support/logs.h"
 
 namespace {
 
-ByteVector epochBlock(uint32_t tow, int svid) {
-    return BlockBuilder(kZeltMeasEpoch, 40, 1, tow).u8(14, {1, 20}).u8(20, {1, 0, svid}).u32(24, 1000).done();
+// A block of one letter, its TOW and a value: "E1=5" a MeasEpoch with satellite 5 and a code of 1 m, "F1=7" a
+// MeasFullRange with a code of 7 m, "f1=7" the same without a valid week, "o1=0" a block without measurements.
+ByteVector blockOf(const std::string& word) {
+    const auto tow = static_cast<uint32_t>(word[1] - '0');
+    const int value = word[3] - '0';
+    if (word[0] == 'o') return BlockBuilder(4007, 16, 0, tow).done();
+    BlockBuilder block(word[0] == 'E' ? kZeltMeasEpoch : kZeltMeasFullRange, 40, 1, tow,
+                       word[0] == 'f' ? kZeltNoWnc : kTestWeek);
+    block.u8(14, {1, 20}).u8(20, 1);
+    return word[0] == 'E' ? block.u8(22, value).u32(24, 1000).done() : block.f64(24, value).done();
 }
 
-ByteVector fullRangeBlock(uint32_t tow, double code, int wnc = kTestWeek) {
-    return BlockBuilder(kZeltMeasFullRange, 40, 0, tow, wnc).u8(14, {1, 20}).u8(20, 1).f64(24, code).done();
-}
-
-ByteVector otherBlock(uint32_t tow) { return BlockBuilder(4007, 16, 0, tow).done(); }
-
-using Decoded = std::vector<std::tuple<uint32_t, int, double>>;  // TOW, SVID and code of every epoch
-
-// What comes out of a log: as the driver does it, or, without a file, with nothing to look ahead at.
-Decoded collect(const std::vector<ByteVector>& blocks, bool fromFile = true) {
-    Decoded decoded;
-    const auto note = [&decoded](const ZeltMeasEpoch& epoch) {
+// The epochs that come out of blocks, each as "TOW:satellite=code ", read from a file or, without one, with nothing to
+// look ahead at.
+std::string collect(const std::string& blocks, bool fromFile = true) {
+    std::ostringstream epochs;
+    const auto note = [&epochs](const ZeltMeasEpoch& epoch) {
         forEachSignal(epoch, [&](const ZeltMeasSat& satellite, size_t, const ZeltMeasSignal& signal) {
-            decoded.emplace_back(epoch.tow, satellite.svid, signal.pseudorange);
+            epochs << epoch.tow << ':' << int{satellite.svid} << '=' << signal.pseudorange << ' ';
         });
     };
     EpochReader reader;
-    if (fromFile) {
-        reader.read(ScratchFolder().write("log", joined(blocks)), note);
-    } else {
-        for (const ByteVector& block : blocks) reader.take(viewOf(block), note);
-        reader.finish(note);
+    std::istringstream words(blocks);
+    ByteVector log;
+    for (std::string word; words >> word; log += blockOf(word)) {
+        if (!fromFile) reader.take(viewOf(blockOf(word)), note);
     }
-    return decoded;
+    fromFile ? reader.read(ScratchFolder().write("log", log), note) : reader.finish(note);
+    return epochs.str();
 }
 
 TEST(Collector, EpochsEndWhereTheyShould) {
     const struct {
-        const char* what;
-        std::vector<ByteVector> log;
-        Decoded expected;
+        const char *what, *log, *epochs;
     } cases[] = {
-        {"refinement before and after",
-         {fullRangeBlock(1, 7), epochBlock(1, 5), epochBlock(2, 6), fullRangeBlock(2, 9)},
-         {{1, 5, 7}, {2, 6, 9}}},
-        {"another kind closes the epoch",
-         {epochBlock(1, 5), otherBlock(1), fullRangeBlock(1, 7), epochBlock(2, 6)},
-         {{1, 5, 1}, {2, 6, 1}}},
-        {"no epoch twice", {epochBlock(1, 5), otherBlock(1), epochBlock(1, 6), otherBlock(1)}, {{1, 5, 1}}},
-        {"the later block of a kind wins", {epochBlock(1, 5), epochBlock(1, 6)}, {{1, 6, 1}}},
-        {"refinements alone are nothing", {fullRangeBlock(1, 7), epochBlock(2, 6)}, {{2, 6, 1}}},
-        {"an unusable block does not cost the epoch before or after it",
-         {epochBlock(1, 5), fullRangeBlock(1, 7, kZeltNoWnc), epochBlock(2, 6), otherBlock(2)},
-         {{1, 5, 1}, {2, 6, 1}}},
-        {"an epoch that was complete takes no later block",
-         {epochBlock(1, 5), fullRangeBlock(1, 7, kZeltNoWnc), epochBlock(2, 6), fullRangeBlock(3, 8, kZeltNoWnc),
-          fullRangeBlock(2, 9), epochBlock(4, 7)},
-         {{1, 5, 1}, {2, 6, 1}, {4, 7, 1}}},
-        {"nor at the end", {epochBlock(1, 5), fullRangeBlock(1, 7, kZeltNoWnc)}, {{1, 5, 1}}},
-    };
-    for (const auto& c : cases) EXPECT_EQ(collect(c.log), c.expected) << c.what;
+        {"refinement before and after", "F1=7 E1=5 E2=6 F2=9", "1:5=7 2:6=9 "},
+        {"another kind closes the epoch", "E1=5 o1=0 F1=7 E2=6", "1:5=1 2:6=1 "},
+        {"no epoch twice", "E1=5 o1=0 E1=6 o1=0", "1:5=1 "},
+        {"the later block of a kind wins", "E1=5 E1=6", "1:6=1 "},
+        {"refinements alone are nothing", "F1=7 E2=6", "2:6=1 "},
+        {"an unusable block does not cost the epoch before or after it", "E1=5 f1=7 E2=6 o2=0", "1:5=1 2:6=1 "},
+        {"an epoch that was complete takes no later block", "E1=5 f1=7 E2=6 f3=8 F2=9 E4=7", "1:5=1 2:6=1 4:7=1 "},
+        {"nor at the end", "E1=5 f1=7", "1:5=1 "}};
+    for (const auto& c : cases) EXPECT_EQ(collect(c.log), c.epochs) << c.what;
 }
 
 TEST(Collector, WithoutAFileTheKindsOfTheEpochBeforeTell) {
-    std::vector<ByteVector> log = {epochBlock(1, 5), fullRangeBlock(1, 7), epochBlock(2, 6), fullRangeBlock(2, 8)};
-    Decoded expected = {{1, 5, 7}, {2, 6, 8}};
-    EXPECT_EQ(collect(log, false), expected);
-    log.insert(log.end(), {epochBlock(3, 7), otherBlock(3)});
-    expected.emplace_back(3, 7, 1);
-    EXPECT_EQ(collect(log, false), expected);
+    EXPECT_EQ(collect("E1=5 F1=7 E2=6 F2=8", false), "1:5=7 2:6=8 ");
+    EXPECT_EQ(collect("E1=5 F1=7 E2=6 F2=8 E3=7 o3=0", false), "1:5=7 2:6=8 3:7=1 ");
 }
 
 // From the second block on, which tells what an epoch is made of, none is held back.
 TEST(Collector, WithoutAFileNoEpochIsLate) {
     EpochReader reader;
     size_t delivered = 0;
-    for (uint32_t tow = 1; tow <= 5; ++tow) {
-        reader.take(viewOf(epochBlock(tow, 5)), [&delivered](const ZeltMeasEpoch&) { ++delivered; });
-        EXPECT_EQ(delivered, tow == 1 ? 0 : tow);
+    for (const char* const block : {"E1=5", "E2=5", "E3=5", "E4=5", "E5=5"}) {
+        reader.take(viewOf(blockOf(block)), [&delivered](const ZeltMeasEpoch&) { ++delivered; });
+        EXPECT_EQ(delivered, block[1] == '1' ? 0 : static_cast<size_t>(block[1] - '0')) << block;
     }
 }
 
@@ -92,7 +77,7 @@ TEST(MeasBlocks, Antennas) {
         EXPECT_TRUE(zeltIsMeasBlock(viewOf(block))) << c.number;
         EXPECT_EQ(zeltMeasAntennaIndex(viewOf(block)), c.antenna) << c.number;
     }
-    EXPECT_FALSE(zeltIsMeasBlock(viewOf(otherBlock(0))));
+    EXPECT_FALSE(zeltIsMeasBlock(viewOf(blockOf("o1=0"))));
 }
 
 }  // namespace

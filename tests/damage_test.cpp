@@ -17,8 +17,8 @@ using Lines = std::set<std::string>;
 using Random = std::minstd_rand;
 using Place = std::ptrdiff_t;
 
-Lines linesOf(const std::vector<ByteVector>& parts) {
-    const auto lines = dataLines(convert(joined(parts)));
+Lines convertParts(const std::vector<ByteVector>& parts) {
+    const auto lines = linesOf(convert(joined(parts)));
     return {lines.begin(), lines.end()};
 }
 
@@ -63,11 +63,11 @@ TEST(Damage, CostsNoLineOfOtherTracks) {
     Lines linesOfTrack[kTracks + 1];
     Lines all;
     for (size_t track = 1; track <= kTracks; ++track) {
-        linesOfTrack[track] = linesOf({parts[0], parts[track]});
+        linesOfTrack[track] = convertParts({parts[0], parts[track]});
         EXPECT_GT(linesOfTrack[track].size(), 15U) << track;
         all.insert(linesOfTrack[track].begin(), linesOfTrack[track].end());
     }
-    EXPECT_EQ(linesOf(parts), all);
+    EXPECT_EQ(convertParts(parts), all);
     Random random(5);
     for (size_t damage = 0; damage < kDamagesTried; ++damage) {
         std::vector<ByteVector> damaged = parts;
@@ -76,7 +76,7 @@ TEST(Damage, CostsNoLineOfOtherTracks) {
         const size_t at = random() % (parts[track].size() - size);
         kDamages[damage % std::size(kDamages)](random, damaged[track], static_cast<Place>(at),
                                                static_cast<Place>(size));
-        const Lines left = linesOf(damaged);
+        const Lines left = convertParts(damaged);
         for (const std::string& line : all) {
             EXPECT_TRUE(linesOfTrack[track].count(line) > 0 || left.count(line) > 0) << damage << ": " << line;
         }

@@ -16,19 +16,19 @@ constexpr double kL1Wavelength = 299792458.0 / 1575.42e6;
 constexpr double kL2Wavelength = 299792458.0 / 1227.60e6;
 constexpr uint32_t kTow = 1000;
 
-const std::string kHead = "satellites:8=1 length1:8=20 length2:8=12 flags:8=0 jumps:8=0 unused:8=0 ";
-
 // A satellite at 5 * 4294967.296 + 1 m.
 constexpr double kCode = 5 * 4294967.296 + 1;
-const std::string kType1 =
-    "rxChannel:8=7 signal:5=0 antenna:3=0 svid:8=12 codeHigh:8=5 code:32=1000 doppler:32=12345678 carrier:16=500 "
-    "carrierHigh:8=-1 cn0:8=40 lock:16=0 smoothed:2=0 halfCycle:1=0 freqNr:5=0 type2s:8=0 ";
-const std::string kType2 =
-    "signal:5=2 antenna:3=0 lock:8=0 cn0:8=0 codeHigh:3=0 dopplerHigh:5=0 carrierHigh:8=0 obsInfo:8=0 code:16=0 "
-    "carrier:16=0 doppler:16=0 ";
+const Forms kForms = {
+    {"head", "satellites:8=1 length1:8=20 length2:8=12 flags:8=0 jumps:8=0 unused:8=0 "},
+    {"master",
+     "rxChannel:8=7 signal:5=0 antenna:3=0 svid:8=12 codeHigh:8=5 code:32=1000 doppler:32=12345678 "
+     "carrier:16=500 carrierHigh:8=-1 cn0:8=40 lock:16=0 smoothed:2=0 halfCycle:1=0 freqNr:5=0 slaves:8=0 "},
+    {"slave",
+     "signal:5=2 antenna:3=0 lock:8=0 cn0:8=0 codeHigh:3=0 dopplerHigh:5=0 carrierHigh:8=0 obsInfo:8=0 "
+     "code:16=0 carrier:16=0 doppler:16=0 "}};
 
-BlockBuilder measEpoch(const std::string& body, int revision = 1, int number = kZeltMeasEpoch) {
-    return BlockBuilder(number, 14, revision, kTow).bits(body);
+ByteVector measEpoch(const std::string& text, int revision = 1, int number = kZeltMeasEpoch) {
+    return BlockBuilder(number, 14, revision, kTow).bits(fieldsOf(text, kForms)).done();
 }
 
 struct MeasEpochTest : testing::Test {
@@ -48,16 +48,11 @@ struct MeasEpochTest : testing::Test {
 };
 
 TEST_F(MeasEpochTest, MasterAndSlaveValues) {
-    decode({measEpoch(with(kHead, "flags=255 jumps=-3") +
-                      with(kType1, "signal=1 halfCycle=1 type2s=2") +  // P(Y): no C/N0 offset
-                      with(kType2,
-                           "lock=9 cn0=40 codeHigh=-1 dopplerHigh=-1 carrierHigh=1 code=65000 carrier=3 "
-                           "doppler=-100") +
-                      // The lowest values that are not missing.
-                      with(kType2,
-                           "signal=3 cn0=40 codeHigh=4 dopplerHigh=16 carrierHigh=-128 code=1 carrier=1 "
-                           "doppler=1"))
-                .done()});
+    decode(
+        {measEpoch("head flags=255 jumps=-3; master signal=1 halfCycle=1 slaves=2;"  // P(Y): no C/N0 offset
+                   "slave lock=9 cn0=40 codeHigh=-1 dopplerHigh=-1 carrierHigh=1 code=65000 carrier=3 doppler=-100;"
+                   // The lowest values that are not missing.
+                   "slave signal=3 cn0=40 codeHigh=4 dopplerHigh=16 carrierHigh=-128 code=1 carrier=1 doppler=1")});
     ASSERT_EQ(epoch.used().size(), 1U);
     EXPECT_EQ(epoch.tow, kTow);
     EXPECT_EQ(epoch.wnc, uint32_t{kTestWeek});
@@ -68,20 +63,17 @@ TEST_F(MeasEpochTest, MasterAndSlaveValues) {
     const double doppler2 = 1234.5678 * 1227.60 / 1575.42;
     expectSignal(1, kCode, (-65536 + 500) * 0.001 + kCode / kL1Wavelength, 1234.5678, 10, 10, kZeltHalfCycle);
     expectSignal(2, kCode - 0.536, 65.539 + (kCode - 0.536) / kL2Wavelength, doppler2 - 0.01, 10, 9000);
-    const double lowest = kCode - 262.143;
-    expectSignal(3, lowest, -8388.607 + lowest / kL2Wavelength, doppler2 - 104.8575, 20, 10);
+    expectSignal(3, kCode - 262.143, -8388.607 + (kCode - 262.143) / kL2Wavelength, doppler2 - 104.8575, 20, 10);
 }
 
 TEST_F(MeasEpochTest, DoNotUseValuesAreMissing) {
     constexpr double kNone = kNotAvailable;
-    const std::string nothing = with(kType2, "lock=255 cn0=255 codeHigh=4 dopplerHigh=16 carrierHigh=-128");
-    decode({measEpoch(kHead +
-                      with(kType1,
-                           "rxChannel=255 codeHigh=0 code=0 doppler=-2147483648 carrier=0 carrierHigh=-128 "
-                           "cn0=255 lock=65535 type2s=2") +
-                      with(nothing, "signal=3") +
-                      with(nothing, "signal=4 codeHigh=0 dopplerHigh=0 code=100"))  // of a master without a code
-                .done()});
+    const std::string nothing = "; slave lock=255 cn0=255 carrierHigh=-128 ";
+    decode(
+        {measEpoch("head; master rxChannel=255 codeHigh=0 code=0 doppler=-2147483648 carrier=0 carrierHigh=-128 "
+                   "cn0=255 lock=65535 slaves=2" +
+                   nothing + "signal=3 codeHigh=4 dopplerHigh=16" + nothing +
+                   "signal=4 code=100")});  // of a master without a code and a Doppler
     ASSERT_EQ(epoch.used().size(), 1U);
     EXPECT_EQ(epoch.used()[0].channel, 0);
     for (const int type : {0, 3, 4}) expectSignal(type, kNone, kNone, kNone, kNone, 0);
@@ -91,34 +83,30 @@ TEST_F(MeasEpochTest, DoNotUseValuesAreMissing) {
 // which has no slot. The old form knows one SBAS signal and no half cycles.
 TEST_F(MeasEpochTest, WhichSatellitesAndSignalsAreKept) {
     const struct {
-        int svid, signal = 0, freqNr = 0, antenna = 0;
-        int keptAs = 0;
-        int storedAs = 0;
+        const char* logged;
+        int svid = 0, signal = 0;  // kept
         int number = kZeltMeasEpoch;
-        int halfCycle = 0;
-    } cases[] = {
-        {.svid = 12, .keptAs = 12},
-        {.svid = 62, .signal = 8, .freqNr = 14, .keptAs = 68, .storedAs = 8},
-        {.svid = 45, .signal = 8, .freqNr = 0},
-        {.svid = 45, .signal = 8, .freqNr = 15},
-        {.svid = 0},
-        {.svid = 178},
-        {.svid = 150, .signal = 28, .keptAs = 170, .storedAs = 28},
-        {.svid = 181, .signal = 31, .keptAs = 201, .storedAs = 32},
-        {.svid = 181, .signal = 31, .freqNr = 1, .keptAs = 201, .storedAs = 33},
-        {.svid = 181, .signal = 31, .freqNr = 5},
-        {.svid = 12, .antenna = 2},
-        {.svid = 120, .signal = 25, .keptAs = 120, .storedAs = 24, .number = kZeltMeasEpochOld, .halfCycle = 1},
-        {.svid = 140, .signal = 25, .keptAs = 140, .storedAs = 24, .number = kZeltMeasEpochOld},
-        {.svid = 120, .signal = 25, .keptAs = 120, .storedAs = 25}};
+    } cases[] = {{"svid=12", 12, 0},
+                 {"svid=62 signal=8 freqNr=14", 68, 8},
+                 {"svid=45 signal=8 freqNr=0"},
+                 {"svid=45 signal=8 freqNr=15"},
+                 {"svid=0"},
+                 {"svid=178"},
+                 {"svid=150 signal=28", 170, 28},
+                 {"svid=181 signal=31", 201, 32},
+                 {"svid=181 signal=31 freqNr=1", 201, 33},
+                 {"svid=181 signal=31 freqNr=5"},
+                 {"svid=12 antenna=2"},
+                 {"svid=120 signal=25 halfCycle=1", 120, 24, kZeltMeasEpochOld},
+                 {"svid=140 signal=25", 140, 24, kZeltMeasEpochOld},
+                 {"svid=119 signal=15", 119, 15, kZeltMeasEpochOld},
+                 {"svid=120 signal=25", 120, 25}};
     for (const auto& c : cases) {
-        SCOPED_TRACE(c.svid);
-        BlockBuilder b = measEpoch(kHead + kType1, 0, c.number);
-        b.u8(21, c.signal | c.antenna << 5).u8(22, c.svid).u8(38, c.halfCycle << 2 | c.freqNr << 3);
-        decode({b.done()});
+        SCOPED_TRACE(c.logged);
+        decode({measEpoch(std::string("head satellites=2; master svid=9; master ") + c.logged, 0, c.number)});
         EXPECT_EQ(epoch.clockJumps, kZeltNoClockJumps);  // revision 0
-        ASSERT_EQ(svidsOf(epoch), c.keptAs == 0 ? std::vector<int>{} : std::vector<int>{c.keptAs});
-        EXPECT_EQ(signal(c.storedAs, c.keptAs).flags, c.keptAs == 0 ? 0 : kZeltSlotUsed);
+        EXPECT_EQ(svidsOf(epoch), c.svid == 0 ? std::vector<int>{9} : (std::vector<int>{9, c.svid}));
+        EXPECT_EQ(signal(c.signal, c.svid).flags, c.svid == 0 ? 0 : kZeltSlotUsed);
     }
 }
 
@@ -126,7 +114,7 @@ TEST_F(MeasEpochTest, WhichSatellitesAndSignalsAreKept) {
 // slave, its master; then lengths shorter than the fields and counts beyond the block.
 TEST_F(MeasEpochTest, WhatDoesNotFitEndsTheBlock) {
     const struct {
-        int length1 = 20, length2 = 12, type2s = 1;
+        int length1 = 20, length2 = 12, slavesEach = 1;
         size_t size = 84;
         int satellites = 0, slaves = 0;  // kept
     } cases[] = {{.satellites = 2, .slaves = 2},
@@ -136,21 +124,21 @@ TEST_F(MeasEpochTest, WhatDoesNotFitEndsTheBlock) {
                  {.size = 39},
                  {.length1 = 19},
                  {.length2 = 11, .satellites = 1},
-                 {.length2 = 0, .type2s = 255, .satellites = 1},
+                 {.length2 = 0, .slavesEach = 255, .satellites = 1},
                  {.length1 = 0},
-                 {.length1 = 255, .length2 = 255, .type2s = 255}};
+                 {.length1 = 255, .length2 = 255, .slavesEach = 255}};
     for (const auto& c : cases) {
-        const std::string satellite = with(kType1, "type2s=" + std::to_string(c.type2s)) + kType2;
-        BlockBuilder b = measEpoch(kHead + satellite + with(satellite, "svid=13"));
+        const std::string slave = " slaves=" + std::to_string(c.slavesEach) + "; slave";
+        BlockBuilder b(measEpoch("head; master" + slave + "; master svid=13" + slave));
         b.u8(14, {2, c.length1, c.length2}).bytes.resize(c.size);
         decode({b.done()});
         EXPECT_EQ(static_cast<int>(epoch.used().size()), c.satellites) << c.size;
         EXPECT_EQ((signal(2, 12).flags != 0) + (signal(2, 13).flags != 0), c.slaves) << c.size;
     }
-    std::string many = with(kHead, "satellites=81");
-    for (int i = 0; i < 81; ++i) many += kType1;
-    decode({measEpoch(many).done()});
-    EXPECT_EQ(epoch.used().size(), size_t{kZeltMaxSatellites});
+    std::string many = "head satellites=81";
+    for (int i = 0; i < 81; ++i) many += "; master";
+    decode({measEpoch(many)});
+    EXPECT_EQ(static_cast<int>(epoch.used().size()), kZeltMaxSatellites);
 }
 
 TEST_F(MeasEpochTest, MeasExtraByRevision) {
@@ -163,7 +151,7 @@ TEST_F(MeasEpochTest, MeasExtraByRevision) {
             "rxChannel:8=7 signal:8=0 multipath:16=-20 smoothing:16=30 codeVariance:16=2500 carrierVariance:16=300 "
             "lock:16=12 losses:8=4 carrierMultipath:8=5 info:8=1 cn0Fine:3=4 signalHigh:5=0 unused:16=0");
         if (revision != 0) b.u16(46, 65535);  // no carrier variance
-        decode({measEpoch(kHead + kType1).done(), b.done()});
+        decode({measEpoch("head; master"), b.done()});
         const ZeltMeasSignal s = signal(0);
         EXPECT_EQ(epoch.dopplerVarianceFactor, revision == 0 ? 163.0F : 200.0F * static_cast<float>(revision));
         EXPECT_EQ(s.multipath, -20);
@@ -181,7 +169,7 @@ TEST_F(MeasEpochTest, MeasExtraByRevision) {
 TEST_F(MeasEpochTest, ALaterMeasExtraSubBlockReplacesTheVariances) {
     BlockBuilder b(kZeltMeasExtra, 52, 3, kTow);
     b.u8(14, {2, 16}).u8(20, 7).u16(26, 2500).u16(28, 300).u8(36, 7).u16(42, 65535).u16(44, 65535);
-    decode({measEpoch(kHead + kType1).done(), b.done()});
+    decode({measEpoch("head; master"), b.done()});
     EXPECT_EQ(signal(0).codeVariance, kNotAvailableF);
     EXPECT_EQ(signal(0).carrierVariance, kNotAvailableF);
 }
@@ -189,10 +177,9 @@ TEST_F(MeasEpochTest, ALaterMeasExtraSubBlockReplacesTheVariances) {
 // Number 31 is extended by a byte that revision 3 brought: before it, it is a number without a signal.
 TEST_F(MeasEpochTest, MeasExtraExtendsNumbersFromRevision3On) {
     for (const int revision : {2, 3}) {
-        const std::string qzss = with(kType1, "svid=181 signal=31 freqNr=0");  // number 32
         BlockBuilder b(kZeltMeasExtra, 36, revision, kTow);
         b.u8(14, {1, 16}).u8(20, {7, 31}).u16(22, 10);
-        decode({measEpoch(kHead + qzss).done(), b.done()});
+        decode({measEpoch("head; master svid=181 signal=31"), b.done()});  // number 32
         EXPECT_EQ(signal(32, 201).multipath, revision == 3 ? 10 : 0) << revision;
     }
 }
@@ -200,21 +187,21 @@ TEST_F(MeasEpochTest, MeasExtraExtendsNumbersFromRevision3On) {
 // The sub-blocks are the last bytes of the block, whatever stands before them. Revision 0 has no C/N0.
 TEST_F(MeasEpochTest, MeasFullRangeReplacesTheCode) {
     const struct {
+        const char* master;
         int revision, svid, signal, freqNr;
-        double wavelength, cn0;
-    } cases[] = {{1, 12, 0, 0, kL1Wavelength, 30.02},
-                 {1, 45, 8, 14, 299792458.0 / (1602e6 + 6 * 562.5e3), 30.02},
-                 {0, 12, 0, 0, kL1Wavelength, 20}};
+        double wavelength;
+        float cn0;
+    } cases[] = {{"", 1, 12, 0, 0, kL1Wavelength, 30.02F},
+                 {"svid=45 signal=8 freqNr=14", 1, 45, 8, 14, 299792458.0 / (1602e6 + 6 * 562.5e3), 30.02F},
+                 {"", 0, 12, 0, 0, kL1Wavelength, 20}};
     for (const auto& c : cases) {
-        BlockBuilder master = measEpoch(kHead + kType1);
-        master.u8(21, c.signal).u8(22, c.svid).u8(38, c.freqNr << 3);
         BlockBuilder b(kZeltMeasFullRange, 44, c.revision, kTow);
         b.u8(14, {1, 20}).u8(24, {7, c.signal, 0, c.freqNr}).f64(28, 2.5e7).f32(36, 8).u16(40, 3002);
-        decode({master.done(), b.done()});
+        decode({measEpoch(std::string("head; master ") + c.master), b.done()});
         const ZeltMeasSignal s = signal(c.signal, c.svid);
         EXPECT_EQ(s.pseudorange, 2.5e7);
         EXPECT_DOUBLE_EQ(s.carrierPhase, (2.5e7 + 8) / c.wavelength);
-        EXPECT_EQ(s.cn0, static_cast<float>(c.cn0));  // rounded once: 30.02F is not 3002 * 0.01F
+        EXPECT_EQ(s.cn0, c.cn0);  // rounded once: 30.02F is not 3002 * 0.01F
     }
 }
 
@@ -228,7 +215,7 @@ TEST_F(MeasEpochTest, SubBlocksThatDoNotFitAreIgnored) {
         for (const int length : {0, c.fields - 1, c.fields, 20, 21, 255}) {
             BlockBuilder b(c.number, 40, c.revision, kTow);
             b.u8(14, {1, length}).u8(static_cast<size_t>(40 - std::min(length, 20)), 7);
-            decode({measEpoch(kHead + kType1).done(), b.done()});
+            decode({measEpoch("head; master"), b.done()});
             // Fields of 0: no variance from the one, no code from the other.
             const bool applied = signal(0).codeVariance == 0 || signal(0).pseudorange == 0;
             EXPECT_EQ(applied, length >= c.fields && length <= 20) << c.number << ' ' << length;

@@ -30,25 +30,24 @@ TEST(Navigation, BlocksAreFixedByKind) {
     };
     const struct {
         int number;
-        size_t size;  // the least
-        size_t atWeekToe, atWeekToc;
+        size_t size, atWeekToe, atWeekToc;
         Fields logged, fixed;
     } cases[] = {{kZeltGpsNav, 140, 138, 136, {5, 62, 63}, {5, 2110, 2111}},
                  {kZeltBdsNav, 140, 138, 136, {141, 65000, 800}, {161, 820, 2156}},  // 65000 + 1356 in 16 bits
                  {kZeltGloNav, 91, 80, 80, {62, 63, 63}, {68, 2111, 2111}},
                  {kZeltGalNav, 148, 124, 126, {71, 63, 64}, {71, 63, 64}}};  // Galileo weeks are logged full
     ZeltNavBlock fixed;
-    for (const auto& c : cases) {
-        BlockBuilder builder = navBlock(c.number, c.logged.svid, c.size);
-        const ByteVector block = builder.u16(c.atWeekToc, c.logged.weekToc).u16(c.atWeekToe, c.logged.weekToe).done();
-        ASSERT_TRUE(zeltFixNavBlock(viewOf(block), fixed)) << c.number;
-        EXPECT_EQ(fixed.bytes().u8(14), c.fixed.svid);
-        EXPECT_EQ(fixed.bytes().u16(c.atWeekToe), c.fixed.weekToe);
-        EXPECT_EQ(fixed.bytes().u16(c.atWeekToc), c.fixed.weekToc);
-        EXPECT_FALSE(zeltFixNavBlock(viewOf(block).sub(0, c.size - 1), fixed)) << c.number;
-        EXPECT_EQ(fixed.size, 0U);
+    for (const auto& [number, size, atWeekToe, atWeekToc, logged, expected] : cases) {
+        BlockBuilder builder = navBlock(number, logged.svid, size);
+        const ByteVector block = builder.u16(atWeekToc, logged.weekToc).u16(atWeekToe, logged.weekToe).done();
+        ASSERT_TRUE(zeltFixNavBlock(viewOf(block), fixed)) << number;
+        EXPECT_EQ(fixed.bytes().u8(14), expected.svid);
+        EXPECT_EQ(fixed.bytes().u16(atWeekToe), expected.weekToe);
+        EXPECT_EQ(fixed.bytes().u16(atWeekToc), expected.weekToc);
+        EXPECT_FALSE(zeltFixNavBlock(viewOf(block).sub(0, size - 1), fixed)) << number;
     }
     EXPECT_FALSE(zeltFixNavBlock(viewOf(navBlock(4007, 5).done()), fixed));
+    EXPECT_EQ(fixed.size, 0U);
 }
 
 struct StoreTest : testing::Test {
@@ -60,6 +59,7 @@ struct StoreTest : testing::Test {
         StoreNavBlock(store, fixed.bytes());
     }
     int issueOf(size_t svid) const { return HeadOf(store.slots[svid]).issue; }
+    bool isStored(size_t svid) const { return !IsEmpty(store.slots[svid]); }
 };
 
 TEST_F(StoreTest, NewestWinsWithinItsConstellation) {
@@ -70,16 +70,16 @@ TEST_F(StoreTest, NewestWinsWithinItsConstellation) {
     add(navBlock(kZeltGalNav, 80).u8(15, 2).u16(128, 99));  // I/NAV
     EXPECT_EQ(issueOf(80), 7);
     const struct {
-        int number, svid;
-        size_t slot;
-        bool isStored;
-    } cases[] = {{kZeltGpsNav, 32, 32, true}, {kZeltGpsNav, 33, 33, false},  {kZeltGpsNav, 45, 45, false},
-                 {kZeltGloNav, 38, 38, true}, {kZeltGloNav, 69, 68, true},   {kZeltGloNav, 70, 69, false},
-                 {kZeltGloNav, 1, 1, false},  {kZeltBdsNav, 177, 197, true}, {kZeltBdsNav, 106, 106, false},
-                 {kZeltBdsNav, 0, 0, false},  {kZeltBdsNav, 255, 0, false}};
-    for (const auto& c : cases) {
-        add(navBlock(c.number, c.svid));
-        EXPECT_EQ(!IsEmpty(store.slots[c.slot]), c.isStored) << c.number << ' ' << c.svid;
+        int number, svid, slot;  // 0: none
+    } cases[] = {{kZeltGpsNav, 32, 32}, {kZeltGpsNav, 33, 0},  {kZeltGpsNav, 45, 0}, {kZeltGloNav, 38, 38},
+                 {kZeltGloNav, 69, 68}, {kZeltGloNav, 70, 0},  {kZeltGloNav, 1, 0},  {kZeltBdsNav, 177, 197},
+                 {kZeltBdsNav, 106, 0}, {kZeltBdsNav, 255, 0}, {kZeltBdsNav, 0, 0}};
+    for (const auto& [number, svid, slot] : cases) {
+        store = {};
+        add(navBlock(number, svid));
+        for (size_t i = 0; i < store.slots.size(); ++i) {
+            EXPECT_EQ(isStored(i), slot != 0 && i == static_cast<size_t>(slot)) << number << ' ' << svid;
+        }
     }
 }
 
@@ -93,7 +93,7 @@ TEST_F(StoreTest, UsableWithinTheSpanAndHealthy) {
         BlockBuilder good;
         size_t svid;
         double span;
-        size_t healthOffset;
+        size_t atHealth;
         std::vector<int> unhealthy;
     } cases[] = {{gps, 1, 7200, 20, {1, 63}},
                  {bds, 170, 7200, 19, {1}},
@@ -104,11 +104,10 @@ TEST_F(StoreTest, UsableWithinTheSpanAndHealthy) {
         EXPECT_FALSE(usable(0)) << c.svid;  // never received
         add(c.good);
         for (const double side : {-1.0, 1.0}) {
-            EXPECT_TRUE(usable(side * (c.span - 0.1))) << c.svid;
-            EXPECT_FALSE(usable(side * c.span)) << c.svid;
+            EXPECT_TRUE(usable(side * (c.span - 0.1)) && !usable(side * c.span)) << c.svid;
         }
         for (const int health : c.unhealthy) {
-            add(BlockBuilder(c.good).u8(c.healthOffset, health));
+            add(BlockBuilder(c.good).u8(c.atHealth, health));
             EXPECT_FALSE(usable(0)) << c.svid << ' ' << health;
         }
     }

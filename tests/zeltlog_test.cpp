@@ -94,7 +94,7 @@ TEST(Tracks, LinesAreThoseOfTheFiles) {
         if (how == 3) options.firstEpochMs = (int64_t{2111} * 604800 + 346200) * 1000;
         std::multiset<std::string> inFiles;
         const ByteVector log = readLog(kExampleLog);
-        for (const std::string& line : dataLines(convert(log, config, options))) {
+        for (const std::string& line : linesOf(convert(log, config, options))) {
             inFiles.insert(line.substr(7, 5) + '\t' + line.substr(13, 6) + '\t' + line.substr(0, 3));
         }
         options.inputFile = kExampleLog;

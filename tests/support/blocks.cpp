@@ -2,10 +2,24 @@
 
 #include <algorithm>
 #include <bit>
+#include <cstdio>
+#include <cstdlib>
 #include <sstream>
 
 #include "utils/geometry/navtools.h"
 #include "utils/zeltdata/zeltcrc.h"
+
+namespace {
+
+std::FILE* const kReports = stderr;  // also when a fuzz target has replaced it
+
+}  // namespace
+
+void require(bool holds, const std::string& what) {
+    if (holds) return;
+    std::fprintf(kReports, "Does not hold: %s\n", what.c_str());
+    std::abort();
+}
 
 BlockBuilder::BlockBuilder(int number, size_t length, int revision, uint32_t tow, int wnc) : bytes(length) {
     u8(0, {kZeltSync1, kZeltSync2}).u16(kZeltIdOffset, number | revision << 13);
@@ -61,13 +75,22 @@ ByteVector BlockBuilder::done() {
     return bytes;
 }
 
-std::string with(std::string fields, const std::string& values) {
-    std::istringstream in(values);
-    for (std::string name, value; std::getline(in >> std::ws, name, '=') && in >> value;) {
-        const size_t at = fields.find('=', (' ' + fields).find(' ' + name + ':')) + 1;
-        fields.replace(at, fields.find(' ', at) - at, value);
+std::string fieldsOf(const std::string& text, const Forms& forms) {
+    std::istringstream in(text);
+    std::string all;
+    for (std::string part; std::getline(in >> std::ws, part, ';');) {
+        const auto form = forms.find(part.substr(0, part.find(' ')));
+        std::string fields = form == forms.end() ? part + ' ' : form->second;
+        std::istringstream values(form == forms.end() ? "" : part.substr(form->first.size()));
+        for (std::string name, value; std::getline(values >> std::ws, name, '=') && values >> value;) {
+            const size_t at = (' ' + fields).find(' ' + name + ':');
+            require(at != std::string::npos, "a field " + name + " of " + form->first);
+            const size_t old = fields.find('=', at) + 1;
+            fields.replace(old, fields.find(' ', old) - old, value);
+        }
+        all += fields;
     }
-    return fields;
+    return all;
 }
 
 ByteVector& operator+=(ByteVector& log, const ByteVector& more) {

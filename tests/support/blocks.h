@@ -3,12 +3,16 @@
 
 #include <cstdint>
 #include <initializer_list>
+#include <map>
 #include <string>
 #include <vector>
 
 #include "utils/zeltdata/zeltblock.h"
 
 using ByteVector = std::vector<uint8_t>;
+
+// Stops the program with a report when something that must hold does not.
+void require(bool holds, const std::string& what);
 
 constexpr int kTestWeek = 2111;
 
@@ -39,8 +43,10 @@ struct BlockBuilder {
     ByteVector done();
 };
 
-// Bit fields with other values for those named: "name=value ...".
-std::string with(std::string fields, const std::string& values);
+// Bit fields of "form name=value ...; form ...": the forms' own, with other values for those named. What is no form is
+// fields itself.
+using Forms = std::map<std::string, std::string>;
+std::string fieldsOf(const std::string& text, const Forms& forms);
 
 inline Bytes viewOf(const ByteVector& bytes) { return {bytes.data(), bytes.size()}; }
 inline ByteVector copyOf(Bytes bytes) { return {bytes.data, bytes.data + bytes.size}; }

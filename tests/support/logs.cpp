@@ -1,7 +1,5 @@
 #include "tests/support/logs.h"
 
-#include <cstdio>
-#include <cstdlib>
 #include <fstream>
 #include <iterator>
 #include <random>
@@ -17,8 +15,8 @@ const std::string kCompactLog = ZELT_EXAMPLES "/esbc-2020-06-25-3h-meas3.zelt";
 
 namespace {
 
-std::FILE* const kReports = stderr;  // also when a fuzz target has replaced it
 constexpr size_t kLineSize = 127;
+constexpr const char* kSumLine = "CKSUM = ";
 constexpr const char* kTitlesEnd = ".1ns.1ps/s.1ns.1ps/s.1ns.1ps/s.1ns\n";
 
 // Two hexadecimal digits, the checksum of a text.
@@ -27,44 +25,34 @@ bool isSumOf(const std::string& digits, const std::string& text) {
            std::stoul(digits, nullptr, 16) == cggttsChecksum(text);
 }
 
-// The data lines of a file, which begin behind the titles of their columns.
-std::vector<std::string> linesOf(const std::string& text) {
+std::string readFile(const fs::path& path, std::ios::openmode mode) {
+    std::ifstream in(path, mode);
+    return {std::istreambuf_iterator<char>(in), {}};
+}
+
+// The data lines of a sound file, which begin behind the titles of their columns.
+std::vector<std::string> checkedLines(const std::string& text, bool numericOnly) {
     const size_t titles = text.find(kTitlesEnd);
     require(titles != std::string::npos, "a header that ends in the column titles");
+    const size_t sum = text.rfind(kSumLine, titles) + std::string(kSumLine).size();
+    require(isSumOf(text.substr(sum, 2), text.substr(0, sum - 1)), "a header's checksum");
     std::istringstream in(text.substr(titles + std::string(kTitlesEnd).size()));
     std::vector<std::string> lines;
     for (std::string line; std::getline(in, line);) {
         require(!in.eof(), "a line feed behind every line");
+        checkDataLine(line, numericOnly);
         lines.push_back(line);
     }
     return lines;
 }
 
-void checkFile(const std::string& text, bool numericOnly) {
-    const size_t sum = text.rfind("CKSUM = ", text.find(kTitlesEnd));
-    require(sum != std::string::npos, "a header with a checksum");
-    require(isSumOf(text.substr(sum + 8, 2), text.substr(0, sum + 7)), "a header's checksum");
-    for (const std::string& line : linesOf(text)) checkDataLine(line, numericOnly);
-}
-
 }  // namespace
-
-void require(bool holds, const std::string& what) {
-    if (holds) return;
-    std::fprintf(kReports, "Does not hold: %s\n", what.c_str());
-    std::abort();
-}
 
 RunConfig stationConfig(const Qon::Nav::Vector3& station) {
     RunConfig config;
     config.leapSeconds = 18;
     config.phaseCentre.fill(station);
     return config;
-}
-
-std::string readFile(const fs::path& path, std::ios::openmode mode) {
-    std::ifstream in(path, mode);
-    return {std::istreambuf_iterator<char>(in), {}};
 }
 
 ByteVector readLog(const fs::path& path) {
@@ -149,14 +137,11 @@ CreatedFiles convertFile(const RunConfig& config, const RunOptions& options) {
     processFile(config, options, outputs);
     closeOutputs(outputs);
     CreatedFiles files;
-    for (const auto& entry : fs::directory_iterator(".")) {
+    for (const fs::directory_entry& entry : fs::directory_iterator(".")) {
         const std::string name = entry.path().filename().string();
-        if (name != options.inputFile) files[name] = readFile(entry.path());
+        if (name != options.inputFile) files[name] = checkedLines(readFile(name, std::ios::in), options.isNumericOnly);
     }
-    for (const auto& [name, text] : files) {
-        fs::remove(name);
-        checkFile(text, options.isNumericOnly);
-    }
+    for (const auto& [name, lines] : files) fs::remove(name);
     return files;
 }
 
@@ -164,20 +149,16 @@ CreatedFiles convert(const ByteVector& log, const RunConfig& config, RunOptions 
     const ScratchFolder folder;
     const fs::path before = fs::current_path();
     fs::current_path(folder.path);
-    options.inputFile = "log";
-    writeFile(options.inputFile, log);
+    options.inputFile = writeFile("log", log);
     const CreatedFiles files = convertFile(config, options);
     fs::current_path(before);
     return files;
 }
 
-std::vector<std::string> dataLines(const CreatedFiles& files, char letter) {
-    std::vector<std::string> lines;
-    for (const auto& [name, text] : files) {
-        if (letter != '\0' && name[0] != letter) continue;
-        for (const std::string& line : linesOf(text)) lines.push_back(line);
-    }
-    return lines;
+std::vector<std::string> linesOf(const CreatedFiles& files) {
+    std::vector<std::string> all;
+    for (const auto& [name, lines] : files) all.insert(all.end(), lines.begin(), lines.end());
+    return all;
 }
 
 void checkDataLine(const std::string& line, bool numericOnly) {

@@ -21,11 +21,6 @@ constexpr Qon::Nav::Vector3 kExampleStation{3582105.291, 532589.7313, 5232754.80
 // What a run at a station needs to be told: the place and the leap second.
 RunConfig stationConfig(const Qon::Nav::Vector3& station = kExampleStation);
 
-// Stops the program with a report when something that must hold does not.
-void require(bool holds, const std::string& what);
-
-// A file of text, its line ends as one byte, or with std::ios::binary the bytes of any file.
-std::string readFile(const std::filesystem::path& path, std::ios::openmode mode = std::ios::in);
 ByteVector readLog(const std::filesystem::path& path);
 
 // Writes a file; its path as a text.
@@ -77,18 +72,18 @@ ZeltMeasSignal signalOf(const ZeltMeasEpoch& epoch, int svid, int signalType, si
 // The satellites of an epoch.
 std::vector<int> svidsOf(const ZeltMeasEpoch& epoch);
 
-// The files that a conversion creates, by name.
-using CreatedFiles = std::map<std::string, std::string>;
+// The data lines of the files that a conversion creates, by name.
+using CreatedFiles = std::map<std::string, std::vector<std::string>>;
 
-// Converts the log named in the options in the working directory and removes the files again, or any other file there.
-// Stops unless each is sound: a header with its checksum and whole data lines of 127 characters with theirs.
+// Converts the log named in the options in the working directory and removes what it creates, or what else is there.
+// Stops unless every file is sound: a header with its checksum and whole data lines of 127 characters with theirs.
 CreatedFiles convertFile(const RunConfig& config, const RunOptions& options);
 
 // Converts a log in a folder of its own.
 CreatedFiles convert(const ByteVector& log, const RunConfig& config = stationConfig(), RunOptions options = {});
 
-// The data lines of the files whose names begin with `letter`, or of all.
-std::vector<std::string> dataLines(const CreatedFiles& files, char letter = '\0');
+// The lines of all files.
+std::vector<std::string> linesOf(const CreatedFiles& files);
 
 // Stops unless it is a data line, without its line feed. One of digits alone has no checksum.
 void checkDataLine(const std::string& line, bool numericOnly = false);
