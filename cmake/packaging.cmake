@@ -4,7 +4,7 @@
 set(docs ${CMAKE_INSTALL_DOCDIR})
 set(data ${CMAKE_INSTALL_DATADIR}/zelt2cggtts)
 
-install(FILES README.md CHANGELOG.md LICENSE DESTINATION ${docs})
+install(FILES README.md CHANGELOG.md LICENSE doc/method.md DESTINATION ${docs})
 if(NOT WIN32)
   set(completions ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
   install(FILES examples/esbc-2020-06-25-3h.zelt DESTINATION ${docs}/examples)
