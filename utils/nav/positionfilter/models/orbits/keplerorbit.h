@@ -34,7 +34,7 @@ Vector3 KeplerPosition(const KeplerOrbit& orbit, const KeplerModel& model, doubl
 Vector3 GeoPosition(const KeplerOrbit& orbit, const KeplerModel& model, double tk);
 
 // Relativistic clock correction F e sqrt(a) sin E in m: to be added to the clock's offset, negative from perigee to
-// apogee.
+// apogee. The sections that tell the clocks (orbits.h) tell it too.
 double KeplerRelativity(const KeplerOrbit& orbit, const KeplerModel& model, double tk);
 
 }  // namespace Qon::Nav

@@ -30,8 +30,9 @@ struct SatClock {
     double groupDelay = 0;  // m, of the asked signal (groupdelay.h)
 };
 
-// Clock without the relativistic correction, and the group delay of a signal number (sigtypes.h): the polynomials of
-// the documents above; GLONASS gamma dt - tau.
+// Clock without the relativistic correction, and the group delay of a signal number (sigtypes.h). The polynomials are
+// those of IS-GPS-200, section 20.3.3.3.3.1, Galileo OS SIS ICD, section 5.1.4, and BDS-SIS-ICD B1I, section 5.2.4.10;
+// GLONASS gamma dt - tau after the GLONASS ICD, edition 5.1, section 4.4.
 SatClock OM_GetSatClockGPS(const GpsEphemeris& ephemeris, int signal, double t);
 SatClock OM_GetSatClockGAL(const GalEphemeris& ephemeris, int signal, double t);
 SatClock OM_GetSatClockGLO(const GloEphemeris& ephemeris, int signal, double t);
