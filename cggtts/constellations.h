@@ -44,7 +44,7 @@ constexpr std::array<Constellation, kTrackedConstellations> numbered(
     return rows;
 }
 
-constexpr std::array<Constellation, kTrackedConstellations> kConstellations = numbered({{
+inline constexpr std::array<Constellation, kTrackedConstellations> kConstellations = numbered({{
     {.code = Qon::Nav::kGps,
      .letter = 'G',
      .firstSvid = 1,

@@ -4,6 +4,7 @@
 
 namespace {
 
+// As the format calls them. The converter needs no names, so they are not beside the numbers.
 struct BlockName {
     uint16_t number;
     const char* name;

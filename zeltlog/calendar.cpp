@@ -29,6 +29,7 @@ Date dateOf(int64_t day) {
             static_cast<unsigned>(dayOfYear) - (153 * fromMarch + 2) / 5 + 1};
 }
 
+// Fractions are printed where there are any: logs of 1 Hz and slower, the usual ones, stay easy to read.
 std::string clockTime(int64_t milliseconds) {
     const auto seconds = static_cast<unsigned>(milliseconds / 1000);
     char text[40];

@@ -13,6 +13,7 @@ struct InfoOptions {
     std::vector<std::string> logs;
 };
 
+// The logs that follow are still told of: the status says that one was not.
 void complain(const std::string& text, int& status) {
     std::fprintf(stderr, "zeltlog: %s\n", text.c_str());
     status = kUnreadableLog;
@@ -39,6 +40,7 @@ void printSpans(const InfoOptions& options, int& status) {
 }
 
 void printInfos(const InfoOptions& options, int& status) {
+    // JSON is a line for each log anyhow, so that it does not change with their number.
     const bool isTable = options.logs.size() > 1 && !options.asJson;
     if (isTable) std::fputs(infoTableTitles().c_str(), stdout);
     for (const std::string& path : options.logs) {
@@ -59,6 +61,7 @@ void printInfos(const InfoOptions& options, int& status) {
 void addInfoCommand(CLI::App& app, int& status) {
     CLI::App* command =
         app.add_subcommand("info", "What logs hold: blocks, epochs, gaps, damage, receiver, satellites");
+    // The callback runs when this function has long returned, and keeps them alive.
     const auto options = std::make_shared<InfoOptions>();
     command->add_flag("--json", options->asJson, "One JSON object for each log, a line each");
     command->add_flag("--span", options->spanOnly, "First and last time alone, by the head and the tail of a log");

@@ -4,6 +4,7 @@
 #include "zeltlog/blocknames.h"
 #include "zeltlog/infotext.h"
 
+// Members come out in the order in which they are put in, which is that of the text.
 using Json = nlohmann::ordered_json;
 
 namespace {
@@ -13,6 +14,7 @@ constexpr double kMillisecondsPerSecond = 1000;
 // Text that is no UTF-8 gets replacement characters instead of ending the program.
 std::string dumpJson(const Json& json) { return json.dump(-1, ' ', false, Json::error_handler_t::replace); }
 
+// What is not known is null, not a number or a text that might be taken for one.
 Json timeJson(int64_t t) { return t == kNoTime ? Json() : Json(formatTime(t)); }
 
 Json secondsJson(int64_t milliseconds) {
@@ -81,6 +83,7 @@ Json satellitesJson(const std::bitset<256>& satellites) {
 }
 
 Json constellationJson(const ConstellationInfo& c, bool hasMessages) {
+    // Galileo alone logs more than one message, and not all of them are used: an object instead of a number.
     Json ephemerides = c.ephemerides[kNavOnly];
     if (hasMessages) {
         ephemerides = {

@@ -14,6 +14,7 @@ namespace {
 
 constexpr double kDegreesPerRadian = 57.29577951308232;
 
+// The facts of one log stand behind a column of names; an empty name goes on with the one above.
 void appendFact(std::string& text, const char* name, const std::string& fact) {
     text += formatText("%-14s%s\n", name, fact.c_str());
 }
@@ -26,6 +27,7 @@ std::string disorderText(uint64_t backwards) {
     return backwards == 0 ? "" : formatText("; %s out of order", countText(backwards, "block").c_str());
 }
 
+// Numbers and revisions apart: the same block of another revision has other fields (doc/log-format.md).
 void appendBlocks(const LogInfo& info, std::string& text) {
     appendFact(text, "Blocks",
                std::to_string(info.blocks) + ", " + timesText(info.blockTimes) + disorderText(info.backwards));
@@ -38,6 +40,7 @@ void appendBlocks(const LogInfo& info, std::string& text) {
     }
 }
 
+// Written out even where there is none: whoever looks for damage sees that it was looked for.
 void appendDamage(const LogInfo& info, std::string& text) {
     std::string damage = countText(info.crcErrors, "candidate") + " with a wrong CRC, " +
                          countText(static_cast<uint64_t>(info.strayBytes), "byte") + " of no block, " +
@@ -55,7 +58,7 @@ void appendEpochs(const LogInfo& info, std::string& text) {
     std::string line = countText(epochs.count, "epoch") + " (" + info.format + "), " + timesText(epochs.span);
     if (epochs.interval() != kNoTime) line += ", every " + formatDuration(epochs.interval());
     appendFact(text, "Measurements", line + disorderText(epochs.backwards));
-    if (!info.areHalfMinutes) {
+    if (!info.areHalfMinutes) {  // tracks are sampled there alone (schedule.h)
         appendFact(text, "", "none of them on the half minute: no track can be made of them");
     }
     if (epochs.gapCount() == 0) return;
@@ -76,6 +79,7 @@ void appendSetup(const LogInfo& info, std::string& text) {
                (setup.hasProductName ? setup.productName : "unknown") + ", firmware " + setup.firmwareVersion);
     appendFact(text, "Agency", setup.agency);
     if (!setup.hasPosition) return appendFact(text, "Position", "unknown");
+    // In the frame of -px, -py and -pz, and as the block has it.
     const Vector3 p =
         GeodeticToEcef(MakeLocalFrame(setup.position.latitude, setup.position.longitude), setup.position.height);
     appendFact(text, "Position",
@@ -96,11 +100,14 @@ void appendLeapSeconds(const LogInfo& info, std::string& text) {
                        leapText(info.leapSeconds[kLeapUnstamped]);
     if (!leapSecondsAgree(info)) line += ": they do not agree";
     appendFact(text, "Leap second", line);
+    // UTC blocks with a time stamp are none of the converter's sources (zeltsetup.h).
     if (info.leapSeconds[kLeapTable].count == 0 && info.leapSeconds[kLeapUnstamped].count == 0) {
         appendFact(text, "", "zelt2cggtts needs -ls for this log");
     }
 }
 
+// A constellation that gives no lines shows here why: no satellites, one code of two, no ephemerides, or too few of
+// them.
 void appendConstellations(const LogInfo& info, std::string& text) {
     text += formatText("\n%-9s%11s%12s%10s%10s%13s%10s%10s  %s\n", "", "satellites", "both codes", "one code",
                        "no code", "ephemerides", "of sats", "unhealthy", "longest without");
@@ -114,6 +121,7 @@ void appendConstellations(const LogInfo& info, std::string& text) {
                            static_cast<unsigned long long>(ephemerides), row.withEphemeris.count(),
                            static_cast<unsigned long long>(row.unhealthy), formatDuration(row.longestWithout).c_str());
     }
+    // A receiver that logs I/NAV alone seems to log ephemerides, and gives not one line.
     const auto& galileo = info.constellations[2].ephemerides;
     text += formatText("Galileo's ephemerides: %llu F/NAV (the ones that tracks use), %llu I/NAV, %llu other\n",
                        static_cast<unsigned long long>(galileo[kFnav]), static_cast<unsigned long long>(galileo[kInav]),
@@ -152,6 +160,7 @@ std::string infoTableTitles() {
                       "epochs", "interval", "gaps", "CRC", "stray", "G", "R", "E", "C", "log");
 }
 
+// The columns of satellites are those of kConstellations, in its order.
 std::string infoTableLine(const LogInfo& info) {
     const EpochTimes& epochs = info.epochs;
     const std::string interval = epochs.interval() == kNoTime ? "-" : formatDuration(epochs.interval());
@@ -164,6 +173,7 @@ std::string infoTableLine(const LogInfo& info) {
     return text + "  " + info.path + '\n';
 }
 
+// Whatever was not looked at may lie outside the span: said, because plans are made of it.
 std::string spanText(const LogSpan& span) {
     std::string text = formatTime(span.first) + "  " + formatTime(span.last) + "  " + span.path;
     if (!span.isOrdered) {

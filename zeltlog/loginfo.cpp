@@ -29,6 +29,7 @@ struct InfoPass {
 
 bool isHalfMinute(const ZeltMeasEpoch& epoch) { return epoch.tow / 1000 % kSampleSpacing == 0; }
 
+// The codes that the engine asks for, as it asks for them: of the first antenna.
 void countSatellite(const ZeltMeasSat& satellite, LogInfo& info) {
     const Constellation* constellation = constellationOf(satellite.svid);
     if (constellation == nullptr) return;
@@ -72,12 +73,14 @@ NavMessage messageOf(Bytes block) {
     return source == ZeltGalNav::kSourceFnav ? kFnav : source == ZeltGalNav::kSourceInav ? kInav : kOtherMessage;
 }
 
+// Time without a new ephemeris counts from the log's beginning on: tracks before the first one are lost too.
 void noteEphemerisTime(int64_t t, int64_t logBegin, ConstellationInfo& counted) {
     const int64_t before = counted.latestEphemeris == kNoTime ? logBegin : counted.latestEphemeris;
     counted.longestWithout = std::max(counted.longestWithout, t - before);
     counted.latestEphemeris = std::max(counted.latestEphemeris, t);
 }
 
+// Counted as the store takes them: whatever comes last, healthy or not, and of Galileo F/NAV alone.
 void countEphemeris(Bytes navBlock, int64_t t, EphemerisStore& store, LogInfo& info) {
     const uint8_t svid = navBlock.u8(kZeltSvidOffset);
     const Constellation* constellation = constellationOf(svid);
@@ -92,6 +95,7 @@ void countEphemeris(Bytes navBlock, int64_t t, EphemerisStore& store, LogInfo& i
     if (t != kNoTime) noteEphemerisTime(t, info.blockTimes.first, counted);
 }
 
+// All sources, though the converter stops at the first: where they differ, a leap second lies near or a block is wrong.
 void countLeapSecond(Bytes block, int64_t t, LogInfo& info) {
     const uint16_t number = zeltNumber(block);
     if (number == kZeltGpsUtc || number == kZeltUtc2) {
@@ -120,8 +124,8 @@ void countBlock(Bytes block, InfoPass& pass) {
     pass.latest = t;
     info.blockTimes.add(t);
     if (isEpochBlock(block)) info.epochs.add(t);
-    const bool isNav = zeltFixNavBlock(block, pass.navBlock);
-    collectEpochs(block, pass);  // voids the view
+    const bool isNav = zeltFixNavBlock(block, pass.navBlock);  // a copy, as in the converter's pass
+    collectEpochs(block, pass);                                // voids the view
     if (isNav) countEphemeris(pass.navBlock.bytes(), t, pass.store, info);
 }
 
@@ -140,6 +144,7 @@ void findCutOff(InfoPass& pass) {
     }
 }
 
+// What only the end of the log tells.
 void finish(InfoPass& pass) {
     LogInfo& info = pass.info;
     if (zeltDecodePendingEpoch(pass.file, pass.epoch, kMeasMode)) countEpoch(pass);
@@ -172,6 +177,7 @@ void EpochTimes::add(int64_t t) {
     if (latest != kNoTime && t < latest) ++backwards;
     if (latest != kNoTime && t > latest) {
         const int64_t distance = t - latest;
+        // Bounded, as a damaged log may have a new distance at every epoch; the regular one comes early.
         if (distances.size() < kDistances || distances.count(distance) != 0) ++distances[distance];
         const auto at =
             std::find_if(longest.begin(), longest.end(), [&](const Gap& gap) { return gap.to - gap.from < distance; });
@@ -184,6 +190,7 @@ void EpochTimes::add(int64_t t) {
     ++count;
 }
 
+// The most frequent and not the smallest or the mean: gaps and single stray epochs do not move it.
 int64_t EpochTimes::interval() const {
     const auto most = std::max_element(distances.begin(), distances.end(),
                                        [](const auto& a, const auto& b) { return a.second < b.second; });

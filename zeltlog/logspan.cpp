@@ -42,10 +42,12 @@ LogSpan readLogSpan(const std::string& path) {
     reader.span.isOrdered = true;
     zeltOpenFile(path.c_str(), reader.file, ZeltOnFault::kEndFile);
     const int64_t size = reader.file.window.isOpen() ? zeltGetFileLength(reader.file) : 0;
+    // Each look is four times as long as the one before, so that an end full of damage is read in few.
     int64_t headEnd = kEnd;
     while (!takeBlocks(reader, headEnd) && headEnd < size) headEnd *= 4;
     headEnd = zeltGetFilePos(reader.file);
     for (int64_t tail = kEnd;; tail *= 4) {
+        // It begins amid a block, most likely; the reader finds the next one, as behind damage.
         const int64_t begin = std::max(headEnd, size - tail);
         reader.span.isWhole = begin == headEnd;
         reader.file.position = begin;

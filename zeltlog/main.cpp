@@ -13,7 +13,7 @@ int main(int argc, char** argv) {
     addTracksCommand(app, status);
     try {
         app.parse(argc, argv);
-    } catch (const CLI::ParseError& error) {
+    } catch (const CLI::ParseError& error) {  // -h and --version come this way too, with status 0
         return app.exit(error) == 0 ? kAllWell : kWrongArguments;
     }
     return status;

@@ -22,6 +22,8 @@ struct Magic {
     std::string_view bytes;
     const char* text;
 };
+// RFC 1952 (gzip), RFC 8878 (zstd), and the formats' own descriptions for xz, bzip2 and zip: what archives of logs are
+// packed with, and users forget to unpack.
 constexpr Magic kMagics[] = {
     {"\x1f\x8b", "it is gzip data: unpack it with gzip -d"},
     {"\x28\xb5\x2f\xfd", "it is zstd data: unpack it with zstd -d"},
@@ -35,6 +37,7 @@ constexpr size_t kLookedAt = 512;  // bytes, enough to tell text from data
 bool isText(std::string_view bytes) {
     return std::all_of(bytes.begin(), bytes.end(), [](char c) {
         const auto byte = static_cast<unsigned char>(c);
+        // Bytes from 0x80 on are letters in one encoding or another.
         return (byte >= ' ' && byte != 0x7F) || c == '\n' || c == '\r' || c == '\t';
     });
 }
@@ -67,11 +70,13 @@ std::string noBlockText(const std::string& path) {
     return isText(begin) ? text + ": it is text" : text;
 }
 
+// A directory opens and reads as empty, which would be reported as a log without blocks.
 std::string unsuitableText(const std::string& path) {
     std::error_code ignored;
     return std::filesystem::is_directory(path, ignored) ? path + ": is a directory" : "";
 }
 
+// With a context of its own, because parseOptions ends the program where this reports a fault.
 bool holdsBlock(const std::string& path, ZeltFault& fault) {
     ZeltFile file;
     zeltOpenFile(path.c_str(), file, ZeltOnFault::kEndFile);
@@ -86,7 +91,7 @@ OnProgress terminalProgress(const std::string& label) {
     if (!isTerminal()) return nullptr;
     float next = 0;
     return [label, next](float percent) mutable {
-        if (percent < next) return;
+        if (percent < next) return;  // a terminal is slower than the pass
         next = percent + 1;
         std::fprintf(stderr, "\r%s", progressBar(label.c_str(), percent).c_str());
     };

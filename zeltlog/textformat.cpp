@@ -6,7 +6,7 @@
 std::string formatText(const char* format, ...) {  // NOLINT(cert-dcl50-cpp)
     va_list values;
     va_start(values, format);
-    va_list again;
+    va_list again;  // the first pass, which measures, uses the values up
     va_copy(again, values);
     const int length = std::vsnprintf(nullptr, 0, format, values);
     va_end(values);

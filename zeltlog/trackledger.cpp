@@ -83,6 +83,8 @@ private:
     std::array<Tally, 256> tallies_{};
 };
 
+// The engine tells of samples with both codes in the window. What it never sees (codes missing, epochs outside the
+// window) is counted from the pass, on the engine's schedule.
 TrackLedger::TrackLedger(FilePass& pass, PassEvents& events, OnRow onRow) : pass_(pass), onRow_(std::move(onRow)) {
     events.block = [this](Bytes block) { noteBlock(block); };
     events.epoch = [this](bool isInWindow) { noteEpoch(isInWindow); };
@@ -98,7 +100,7 @@ void TrackLedger::noteBlock(Bytes block) {
 
 int TrackLedger::slotAt(uint32_t t, bool isInWindow) {
     if (!pass_.config.isContiguous) return slotIndex(t);
-    if (!hasAnchor_ && isInWindow) {
+    if (!hasAnchor_ && isInWindow) {  // as the engine, which sees no epoch outside the window
         hasAnchor_ = true;
         anchor_ = t;
     }
@@ -108,6 +110,7 @@ int TrackLedger::slotAt(uint32_t t, bool isInWindow) {
 void TrackLedger::noteEpoch(bool isInWindow) {
     const ZeltMeasEpoch& epoch = pass_.epoch;
     const uint32_t t = epoch.wnc * kSecondsPerWeek + epoch.tow / 1000;
+    // The same epochs that the engine takes: of several in a second, the first.
     if (t % kSampleSpacing != 0 || t == latest_) return;
     latest_ = t;
     const int slot = slotAt(t, isInWindow);
@@ -147,12 +150,15 @@ TrackFate TrackLedger::whyTooFew(const Tally& tally) {
         return tally.measured < kMinSamples ? TrackFate::kTooFewSamples : TrackFate::kCodeMissing;
     }
     if (tally.bothCodes - tally.outside < kMinSamples) return TrackFate::kOutsideWindow;
+    // An ephemeris stays the same for a track, so nearly all refusals have one cause; only its age may pass the limit
+    // amid the track.
     const int refused = std::max({tally.noEphemeris, tally.unhealthy, tally.tooOldOrNew});
     if (refused == 0) return TrackFate::kTooFewSamples;  // a break in the log began the track anew
     if (refused == tally.noEphemeris) return TrackFate::kNoEphemeris;
     return refused == tally.unhealthy ? TrackFate::kUnhealthy : TrackFate::kTooOldOrNew;
 }
 
+// What the user chose comes first, then what the log lacks, then what the engine says.
 TrackFate TrackLedger::fateOf(int svid, const Tally& tally) const {
     const Constellation* constellation = constellationOf(svid);
     if (constellation == nullptr || !isConstellationEnabled(pass_.options, constellation->letter)) {
@@ -175,6 +181,7 @@ TrackFate TrackLedger::fateOf(int svid, const Tally& tally) const {
 void TrackLedger::closeLedger() {
     for (size_t svid = 0; isOpen_ && svid < tallies_.size(); ++svid) {
         const Tally& tally = tallies_[svid];
+        // A line without a measurement: E01's, of samples of a GLONASS satellite of unknown slot (trackengine.cpp).
         const bool isLine = tally.isClosed && tally.outcome == TrackOutcome::kLine;
         if (tally.measured == 0 && !isLine) continue;
         const int number = static_cast<int>(svid);
@@ -186,7 +193,7 @@ void TrackLedger::closeLedger() {
 
 // Lets the bar follow the pass, beside who listens already.
 void showProgressOf(FilePass& pass, const OnProgress& onProgress, PassEvents& events) {
-    const auto next = events.block;
+    const auto next = events.block;  // the ledger listens already
     events.block = [&pass, onProgress, next, size = 0.0F](Bytes block) mutable {
         if (size == 0) size = static_cast<float>(zeltGetFileLength(pass.file));
         next(block);

@@ -64,6 +64,7 @@ void reportTracks(const RunConfig& config, const RunOptions& runOptions, const T
     std::fputs((options.asJson ? reportJson(report) : reportText(report)).c_str(), stdout);
 }
 
+// The log is looked at before parseOptions reads it, whose faults end the program with the converter's message.
 void runTracks(const std::vector<std::string>& words, const TracksOptions& options, int& status) {
     const std::string path = logOf(words);
     if (!path.empty() && !isReadable(path, status)) return;
@@ -84,7 +85,7 @@ void addTracksCommand(CLI::App& app, int& status) {
         "tracks", "What became of each track: why zelt2cggtts, with the same options, gives a line or none");
     command->footer("All other words are options of zelt2cggtts (zelt2cggtts -h), of which -f LOG is needed.");
     command->set_help_flag("--help", "Print this help and exit");  // -h is an option of zelt2cggtts
-    command->prefix_command();
+    command->prefix_command();  // from the first word that is none of its own on, all are the converter's
     const auto options = std::make_shared<TracksOptions>();
     command->add_flag("--json", options->asJson, "Everything as one JSON object");
     command->add_flag("--summary", options->summaryOnly, "No line for each track, only the summary");

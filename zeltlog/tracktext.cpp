@@ -36,6 +36,7 @@ const char* remedyOf(TrackFate fate) {
     }
 }
 
+// The most frequent fate stands for all, the earlier one in the list of several.
 std::string modeSentence(const TrackReport& report, const Constellation& constellation) {
     const char* name = kConstellationNames[constellation.index];
     if (report.total(constellation) == 0) return formatText("%s: no satellite was measured during a track.", name);
@@ -77,6 +78,7 @@ uint64_t TrackReport::total(const Constellation& constellation) const {
     return sum;
 }
 
+// Faults of the log as a whole, which keep tracks of every constellation from coming out.
 std::vector<std::string> TrackReport::logSentences() const {
     if (epochTimes_.count == 0) return {"The log holds no measurement epoch."};
     std::vector<std::string> sentences;
@@ -97,6 +99,7 @@ std::vector<std::string> TrackReport::logSentences() const {
     return sentences;
 }
 
+// A constellation that gives lines needs no sentence: its counts say what the others missed.
 std::vector<std::string> TrackReport::sentences() const {
     std::vector<std::string> all = logSentences();
     for (const Constellation& constellation : kConstellations) {
@@ -134,6 +137,7 @@ std::string reportJson(const TrackReport& report) {
     }
     json["sentences"] = report.sentences();
     json["tracks"] = Json::array();
+    // Rows were kept for this alone: the text prints them as they come.
     for (const TrackRow& row : report.rows()) {
         json["tracks"].push_back({{"mjd", modifiedJulianDate(row.start)},
                                   {"sttime", startTime(row)},

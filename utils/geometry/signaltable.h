@@ -42,7 +42,7 @@ struct SignalRow {
         meas3Index;  // the signal's index in the compact measurement blocks; kNoSignalPlace: it is not logged in them
 };
 
-constexpr std::array<SignalRow, 34> kSignalTable = {{
+inline constexpr std::array<SignalRow, 34> kSignalTable = {{
     {kL1Hz, kL1Hz, nullptr, kGps, 0, 0},                                // 0 GPS L1 C/A
     {kL1Hz, kL1Hz, nullptr, kGps, 1, 3},                                // 1 GPS L1 P(Y)
     {kL2Hz, kL1Hz, nullptr, kGps, 2, 4},                                // 2 GPS L2 P(Y)
@@ -78,7 +78,7 @@ constexpr std::array<SignalRow, 34> kSignalTable = {{
     {kL1Hz, kL1Hz, nullptr, kQzss, 4, 4},                               // 32 QZSS L1C
     {kL1Hz, kL1Hz, nullptr, kQzss, 5, 5},                               // 33 QZSS L1S
 }};
-constexpr SignalRow kNoSignalRow{0, 0, nullptr, kNoConstellation, kNoSignalPlace, kNoSignalPlace};
+inline constexpr SignalRow kNoSignalRow{0, 0, nullptr, kNoConstellation, kNoSignalPlace, kNoSignalPlace};
 
 // The row of a signal number, kNoSignalRow outside the table.
 constexpr const SignalRow& SignalOf(int signal) {

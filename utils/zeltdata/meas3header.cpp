@@ -38,6 +38,9 @@ constexpr size_t kHighOrbitFlags = 16;
 constexpr size_t kExcludableSignals = 8;
 using SignalNumbers = std::array<uint8_t, kExcludableSignals>;
 
+// A number behind the table, so that no signal is stored for an index without one.
+static_assert(kNoSignal >= kSignalTable.size() && kNoSignal <= UINT8_MAX);
+
 // The signal numbers of each constellation by signal index.
 constexpr auto kSignalNumbers = [] {
     std::array<SignalNumbers, kMeas3Constellations> numbers{};
@@ -52,6 +55,7 @@ constexpr auto kSignalNumbers = [] {
     return numbers;
 }();
 
+// Indices count the signals that are left, so that short records reach the ones in use.
 void nameSignals(const SignalNumbers& numbers, unsigned excluded, Meas3Header& header) {
     header.signalNumbers.fill(kNoSignal);
     size_t named = 0;

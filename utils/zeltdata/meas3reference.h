@@ -36,7 +36,7 @@ struct Meas3RefConstellation {
 };
 struct Meas3Reference {
     uint32_t tow = kZeltNoTow;  // kZeltNoTow: no reference
-    bool isPartial = false;     // the epoch was corrupt: what it held behind the fault is not known
+    bool isPartial = false;     // the epoch was corrupt: what followed the damage is not known
     std::array<Meas3RefConstellation, kMeas3Constellations> constellations;
 };
 

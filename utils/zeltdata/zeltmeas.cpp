@@ -11,6 +11,7 @@ namespace {
 
 constexpr size_t kNoAntennaField = 0;
 
+// What a block is to its epoch. MeasExtra and the companions of Meas3Ranges refine everything but pseudoranges.
 struct MeasKindRow {
     uint16_t number;
     ZeltMeasKind kind;
@@ -41,6 +42,7 @@ int antennaOf(const MeasKindRow& row, Bytes block) {
     return row.antennaOffset == kNoAntennaField ? 0 : block.u8(row.antennaOffset) & 0x07;
 }
 
+// Whole seconds count: of several epochs in one, all are wanted, and whoever takes them chooses.
 bool isWanted(const ZeltWanted& wanted, const MeasKindRow& row, Bytes block) {
     if (wanted.codesOnly && !row.hasCodes) return false;
     return zeltTow(block) / 1000 % wanted.everySeconds == 0 || zeltWnc(block) >= wanted.beforeWeek;
@@ -54,6 +56,7 @@ void storeBlock(const MeasKindRow& row, Bytes block, ZeltMeasState& meas) {
     copy.isCollected = true;
     copy.size = 0;
     if (!isWanted(meas.wanted, row, block)) return;
+    // It only grows, so that epochs cost no allocation once the largest has come.
     if (copy.storage.size() < block.size) copy.storage.resize(block.size);
     std::copy_n(block.data, block.size, copy.storage.data());
     copy.size = block.size;
@@ -87,6 +90,9 @@ void decodeMeasEpoch(ZeltMeasState& meas, ZeltMeasEpoch& epoch) {
     zeltApplyMeasFullRange(meas.blocks[kMeasFullRangeKind][0].bytes(), epoch);
 }
 
+// An epoch logged in both families is decoded from one alone. Its TOW counts as decoded even when it is not wanted or
+// its blocks are corrupt: a block of it that comes late, behind others, must not make a second epoch of the same
+// instant.
 bool decodeStored(ZeltMeasState& meas, ZeltMeasEpoch& epoch, unsigned mode) {
     if (meas.collectionTow == meas.decodedTow) return false;
     const ZeltBlockCopy& ranges = meas.blocks[kMeas3RangesKind][0];
@@ -103,6 +109,8 @@ bool decodeStored(ZeltMeasState& meas, ZeltMeasEpoch& epoch, unsigned mode) {
 // True when the block that follows belongs to the epoch being collected.
 bool epochGoesOn(ZeltFile& file) {
     const ZeltMeasState& meas = file.meas;
+    // Nothing tells what follows: an epoch with the blocks of the one before is taken to be whole. One that has other
+    // blocks, as where a log changes its rates, waits for the next TOW.
     if (!file.window.isOpen()) return meas.pending != meas.previousPending;
     Bytes next;
     return zeltGetNextBlock(file, next, kZeltAnyBlock, kZeltAnyBlock, kZeltPeek) == kZeltFound &&
@@ -129,6 +137,7 @@ bool zeltNextCompleteEpoch(ZeltFile& file, ZeltMeasEpoch& epoch, unsigned mode) 
     return file.meas.isComplete && zeltDecodePendingEpoch(file, epoch, mode);
 }
 
+// Receivers log the blocks of an epoch one behind the other, so any other block ends it, whatever its TOW.
 bool zeltCollectMeasBlock(ZeltFile& file, Bytes block, ZeltMeasEpoch& epoch, unsigned mode) {
     ZeltMeasState& meas = file.meas;
     const MeasKindRow* row = findRow(block);

@@ -7,10 +7,14 @@
 namespace {
 
 constexpr int kWeekRollover = 1024;
-constexpr uint16_t kBeiDouWeekZero = 1356;  // the GPS week in which BeiDou week 0 began
+// The GPS week in which BeiDou week 0 began, on 2006-01-01 (BDS-SIS-ICD B1I, section 3.3). That BeiDou time began 14 s
+// behind the week's beginning is made up for where times are put together (makeephemeris.cpp).
+constexpr uint16_t kBeiDouWeekZero = 1356;
 
 enum class WeekFix { kNone, kResolve, kBeiDou };
 
+// What is completed in a block. Galileo's weeks are logged in full. GLONASS has one week, listed twice so that a row
+// always has two: completing it again changes nothing.
 struct NavRow {
     uint16_t number;
     WeekFix fix;
@@ -35,6 +39,7 @@ uint16_t fullWeek(WeekFix fix, uint16_t currentWeek, uint16_t week) {
     return fix == WeekFix::kResolve ? resolveWeek(currentWeek, week) : static_cast<uint16_t>(week + kBeiDouWeekZero);
 }
 
+// The weeks are read from the block and written to the copy, so that no week is completed from one already moved.
 void fixWeeks(const NavRow& row, Bytes block, ZeltNavBlock& fixed) {
     for (const size_t offset : row.weeks) {
         const uint16_t week = fullWeek(row.fix, zeltWnc(block), block.u16(offset));
@@ -46,6 +51,7 @@ void fixWeeks(const NavRow& row, Bytes block, ZeltNavBlock& fixed) {
 }  // namespace
 
 uint16_t resolveWeek(uint16_t currentWeek, uint16_t partialWeek) {
+    // Division cuts towards zero, and that is why a week ahead stays: only from 1536 weeks on would one be lowered.
     const int ahead = currentWeek - partialWeek + kWeekRollover / 2;
     return static_cast<uint16_t>(partialWeek + ahead / kWeekRollover * kWeekRollover);
 }

@@ -140,9 +140,9 @@ struct ZeltNavBlock {
     Bytes bytes() const { return {storage.data(), size}; }
 };
 
-// The full week nearest to `currentWeek` that a week modulo 1024 stands for. A week that lies more than 512 weeks
-// ahead of the current one is left as it is (deliberate: only a wrong time stamp gives such a pair, and an ephemeris of
-// a far week is then not usable, instead of one made to fit).
+// The full week nearest to `currentWeek` that a week modulo 1024 stands for. A week that lies 513 to 1535 weeks ahead
+// of the current one is left as it is (deliberate: only a wrong time stamp gives such a pair, and an ephemeris of a far
+// week is then not usable, instead of one made to fit).
 uint16_t resolveWeek(uint16_t currentWeek, uint16_t partialWeek);
 
 // Copies a navigation block, its SVID made the internal number and its weeks full GPS weeks: GPS and GLONASS weeks

@@ -18,6 +18,7 @@ int64_t findSync(ZeltWindow& window, int64_t pos) {
     }
 }
 
+// A candidate is met again after a peek, a rewind or the end of the file, and still counts once.
 void countCrcError(ZeltFile& file, int64_t pos) {
     if (pos < file.crcCheckedUpTo) return;
     file.crcCheckedUpTo = pos + 1;
@@ -36,7 +37,8 @@ bool readBlockAt(ZeltFile& file, int64_t pos, Bytes& block) {
     return false;
 }
 
-// Makes the look-ahead tell of the first valid block from `from` on.
+// Makes the look-ahead tell of the first valid block from `from` on. A peek and the call that follows it ask for the
+// same one, which is then searched and summed once.
 void lookAhead(ZeltFile& file, int64_t from) {
     if (file.lookahead.known && file.lookahead.from == from) return;
     file.lookahead = {true, from, 0, 0};
@@ -70,6 +72,7 @@ bool zeltCanOpenFile(const char* path) {
     return window.isOpen();
 }
 
+// Blocks that the filter refuses move `pos` alone: where none passes, the position is that of the call.
 int zeltGetNextBlock(ZeltFile& file, Bytes& block, uint16_t id1, uint16_t id2, unsigned flags) {
     int64_t pos = file.position;
     if ((flags & kZeltRewindMask) == kZeltRewind) {

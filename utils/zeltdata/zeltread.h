@@ -34,10 +34,9 @@ void zeltOpenFile(const char* path, ZeltFile& file, ZeltOnFault onFault = ZeltOn
 bool zeltCanOpenFile(const char* path);
 
 // The next valid block at or after the position whose number is id1 or id2. kZeltAnyBlock in either lets every block
-// through, whatever the other says (deliberate: a caller who wants every block need set
-// only one). The view stays good until
-// the next call for the same file, a peek included. kZeltFound, or kZeltEndOfFile with the position unchanged: the end
-// is looked for again at every call, so that a log which has grown yields what was appended.
+// through, whatever the other says (deliberate: a caller who wants every block need set only one). The view stays
+// good until the next call for the same file, a peek included. kZeltFound, or kZeltEndOfFile with the position
+// unchanged: the end is looked for again at every call, so that a log which has grown yields what was appended.
 int zeltGetNextBlock(ZeltFile& file, Bytes& block, uint16_t id1, uint16_t id2, unsigned flags);
 
 // Length of an opened file and current position in bytes.

@@ -7,8 +7,10 @@ using namespace Qon::Nav;
 
 namespace {
 
+// Of epochs to which no MeasExtra gives the receiver's own.
 constexpr float kDefaultDopplerVarianceFactor = 163.0F;
 
+// The common flags that an epoch has, at the places where its users look for them; the others are dropped.
 struct FlagBit {
     uint8_t logged;
     uint32_t stored;
@@ -16,7 +18,7 @@ struct FlagBit {
 constexpr FlagBit kCommonFlagBits[] = {{0x01, 0x01}, {0x02, 0x02}, {0x08, 0x08}, {0x20, 0x80}};
 
 // Wavelengths of the signals that have a carrier of their own, and behind them L1, which all others count as. L-band
-// data has a carrier, but is none to measure.
+// data has a carrier, but is none to measure. A table, because it is asked for every signal of every epoch.
 constexpr size_t kOtherSignals = kSignalTable.size();
 constexpr auto kFixedWavelengths = [] {
     std::array<double, kOtherSignals + 1> wavelengths{};
@@ -42,6 +44,7 @@ int zeltSignalSlot(int signal) { return SignalOf(signal).slot; }
 
 int zeltCn0Offset(int signal) { return signal == kGpsL1P || signal == kGpsL2P ? 0 : 10; }
 
+// What is missing lies far below 0, where the conversion would be undefined.
 uint8_t zeltEvenCn0(float cn0) { return cn0 > 0 && cn0 < 256 ? static_cast<uint8_t>(cn0) & 0xFE : 0; }
 
 void zeltStartSignal(int signal, ZeltMeasSignal& started) {

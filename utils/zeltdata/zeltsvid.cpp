@@ -3,6 +3,8 @@
 namespace Qon::Nav {
 namespace {
 
+// The logged numbers grew with the constellations: a byte was given out range by range, so that SBAS and NavIC have two
+// each. The internal ones keep each constellation together (satnames.h).
 struct SvidShift {
     int first;
     int last;
