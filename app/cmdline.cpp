@@ -146,6 +146,7 @@ bool computePhaseCentres(const AntennaSettings& antenna, RunConfig& config) {
         std::fprintf(stderr, "!! Receiver position unknown.  Use -px, -py and -pz options to set it.\n");
         return false;
     }
+    config.referencePoint = antenna.position;
     const Geodetic p = EcefToGeodetic(antenna.position);
     const LocalFrame frame = MakeLocalFrame(p.latitude, p.longitude);
     for (const Constellation& constellation : kConstellations) {

@@ -27,6 +27,7 @@ struct RunConfig {
     int32_t leapSeconds = Qon::Nav::kNoLeapSeconds;  // GPS - UTC, s
     double elevationMaskDeg = 10;
     bool isContiguous = false;  // 13-minute tracks without gaps instead of the BIPM schedule
+    Qon::Nav::Vector3 referencePoint;  // of the antenna (ARP): ITRF, m; from it come the phase centres
     // Phase centre of the antenna for the ionosphere-free combination of a constellation's two signals: ITRF, m.
     std::array<Qon::Nav::Vector3, kTrackedConstellations> phaseCentre;
 };

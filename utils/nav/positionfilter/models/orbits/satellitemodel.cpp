@@ -49,9 +49,11 @@ struct RelativityAt {
 
 SatelliteModel::SatelliteModel(const Ephemeris& ephemeris) : ephemeris_(ephemeris) {}
 
+Vector3 SatelliteModel::GetSentPosition(double t) { return std::visit(PositionAt{t, arc_}, ephemeris_); }
+
 Vector3 SatelliteModel::GetSatPosition(double t, const Vector3& receiver) {
     if (IsEmpty(ephemeris_)) return {};
-    const Vector3 position = std::visit(PositionAt{t, arc_}, ephemeris_);
+    const Vector3 position = GetSentPosition(t);
     return RotateForTravel(position, GetLineOfSight(receiver, position).range);
 }
 
