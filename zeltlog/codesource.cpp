@@ -1,5 +1,8 @@
 #include "zeltlog/codesource.h"
 
+#include <algorithm>
+#include <cmath>
+
 #include "cggtts/troposphere.h"
 
 using namespace Qon::Nav;
@@ -39,10 +42,12 @@ CodeModel makeCodeModel(const RunConfig& config) {
 }
 
 void setPhaseCentres(const RunConfig& config, const Vector3& position, CodeModel& model) {
-    const LocalFrame stated = LocalFrameAt(config.referencePoint);
+    const Vector3& from = config.referencePoint;
+    if (!std::isfinite(from.x + from.y + from.z)) return;  // then no height is known
+    const LocalFrame stated = LocalFrameAt(from);
     const Vector3 up = upAt(position);
     for (size_t i = 0; i < kTrackedConstellations; ++i) {
-        const double height = EcefToEnu(difference(config.phaseCentre[i], config.referencePoint), stated).z;
+        const double height = EcefToEnu(difference(config.phaseCentre[i], from), stated).z;
         model.phaseCentre[i] = {height * up.x, height * up.y, height * up.z};
     }
 }
