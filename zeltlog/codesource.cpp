@@ -16,7 +16,7 @@ constexpr double kRadiansPerDegree = 0.017453292519943295;
 // is far off the others: its channels are delayed differently in the receiver, by metres from satellite to satellite,
 // whatever the elevation. BeiDou's broadcast clocks and group delays are the coarser ones.
 //
-// The residuals of a geodetic receiver's day are smaller: by elevation and constellation the values here are 1.3 to 2.7
+// The residuals of a geodetic receiver's day are smaller: by elevation and constellation the values here are 1.3 to 2.9
 // times their RMS, and the variance factor of the day is 0.34. That is room on purpose. The integrity test takes errors
 // for independent and normal, which multipath and orbits are not, nor is every antenna in a place as good; its rate of
 // false alarms is to hold for them, too. It costs small errors that could be found. The standard deviations of the

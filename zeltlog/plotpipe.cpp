@@ -7,7 +7,7 @@
 namespace {
 
 #ifdef _WIN32
-// A file name holds no quotation mark there; scripts are run by their interpreter.
+// A file name holds no quotation mark there.
 std::string commandFor(const std::string& picture) { return "plot-position -o \"" + picture + '"'; }
 std::FILE* openPipe(const std::string& command) { return _popen(command.c_str(), "w"); }
 int closePipe(std::FILE* pipe) { return _pclose(pipe); }

@@ -22,7 +22,8 @@ struct PositionReport {
 // Whether the position in use agrees with the log's, or why there is none, in one sentence.
 std::string verdictText(const PositionReport& report);
 
-// What else there is to know, a sentence each: constellations that took no part, an antenna that may have moved.
+// What else there is to know, a sentence each: constellations that took no part, a height of
+// which the log tells little, an antenna that may have moved.
 std::vector<std::string> remarksOn(const PositionReport& report);
 
 // One line per epoch, tab-separated, below a line of titles that begins with "#"; zeltlog(1) lists the columns.

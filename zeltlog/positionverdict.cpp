@@ -14,6 +14,8 @@ constexpr double kNsPerSecond = 1e9;
 constexpr double kFar = 1000;         // m: a position in use is farther off than any survey is wrong
 constexpr double kPlateMotion = 1.5;  // m: more than coordinates of the last decades differ by between frames
 constexpr double kLargeVariance = 4;  // residuals twice what the model of noise lets expect
+constexpr double kWeakHeight = 1;     // m: a standard deviation that lets errors of 10 ns go by
+constexpr double kNoticeable = 3;     // standard deviations
 constexpr double kMetresPerKm = 1000;
 
 unsigned long long printable(uint64_t count) { return count; }
@@ -114,6 +116,12 @@ std::vector<std::string> remarksOn(const PositionReport& report) {
     for (const Constellation& constellation : kConstellations) {
         const std::string text = absence(report, constellation);
         if (!text.empty()) remarks.push_back(text);
+    }
+    const double noticeable = kNoticeable * report.comparison.enuSigma.z;
+    if (report.hasPosition() && report.comparison.agrees && report.comparison.enuSigma.z > kWeakHeight) {
+        remarks.push_back(
+            formatText("A height in use that is wrong by less than about %.0f m (%.0f ns) is not noticed.", noticeable,
+                       metresToNs(noticeable)));
     }
     if (report.hasPosition() && report.solution.varianceFactor > kLargeVariance) {
         remarks.push_back(
