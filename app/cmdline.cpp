@@ -209,6 +209,11 @@ std::vector<Option> optionTable(RunConfig& config, RunOptions& options, AntennaS
 }
 
 bool parseOptions(int argc, char** argv, RunConfig& config, RunOptions& options) {
+    AntennaSettings antenna;
+    return parseOptions(argc, argv, config, options, antenna);
+}
+
+bool parseOptions(int argc, char** argv, RunConfig& config, RunOptions& options, AntennaSettings& antenna) {
     // Help and version go before everything, wrong options included.
     if (findOption("-h", argc, argv, FoundArgument::kKeep)) {
         printHelp();
@@ -221,7 +226,6 @@ bool parseOptions(int argc, char** argv, RunConfig& config, RunOptions& options)
     // What fails is reported in this order: the file, the syntax of options in the table's, unknown ones, what the log
     // would have to tell.
     if (!getInputFile(argc, argv, options)) return false;
-    AntennaSettings antenna;
     for (const Option& option : optionTable(config, options, antenna)) {
         if (!std::visit(ApplyOption{option.text, argc, argv}, option.target)) return false;
     }

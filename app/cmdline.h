@@ -43,6 +43,9 @@ struct AntennaSettings {
     double offsetB2 = 0;
 };
 
+// The same for a caller who asks for what the phase centres were computed from; `antenna` must be an empty one.
+bool parseOptions(int argc, char** argv, RunConfig& config, RunOptions& options, AntennaSettings& antenna);
+
 // Every option has one row; a new one needs its line in help, man page and completion as well.
 //
 // The options that take part in parsing after -h, -V and -f, in the order in which they are looked for. An argument

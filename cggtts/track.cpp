@@ -4,7 +4,6 @@
 #include "cggtts/troposphere.h"
 #include "utils/geometry/sigtypes.h"
 #include "utils/nav/positionfilter/models/orbits/groupdelay.h"
-#include "utils/nav/positionfilter/models/orbits/satellitemodel.h"
 
 using namespace Qon::Nav;
 
@@ -27,30 +26,16 @@ struct CorrectedSamples {
 void correctSample(const TrackRecord& record, size_t i, const LocalFrame& station, SatelliteModel& model,
                    CorrectedSamples& corrected) {
     const auto& [t, slot, codes] = record.samples[i];
-    const double f1 = GetSignalFrequency(codes.signal1, codes.glonassChannel);
-    const double f2 = GetSignalFrequency(codes.signal2, codes.glonassChannel);
-    const double alpha = f1 * f1 / (f1 * f1 - f2 * f2);
-    const GroupDelays group = TrackGroupDelays(record.ephemeris, f1, f2);
-    const double p1 = codes.code1 - record.delay1Ns * kSecondsPerNanosecond * kSpeedOfLight - group.first;
-    const double p2 = codes.code2 - record.delay2Ns * kSecondsPerNanosecond * kSpeedOfLight - group.second;
-    const double ionoFree = alpha * p1 + (1 - alpha) * p2;
-
-    // When the signal left: by the satellite's clock, which the code tells, and in system time. The latter is without
-    // the relativistic term, below 50 ns (400 ns for the two Galileo satellites on eccentric orbits): the satellite
-    // moves 0.2 mm (1.5 mm) in it, 1 ps (5 ps) at most.
-    const double sentSatelliteTime = t - ionoFree / kSpeedOfLight;
-    const double clock = model.GetSatClockBias(sentSatelliteTime);
-    const double relativity = model.GetRelativisticCorr(sentSatelliteTime);
-    const double sentSystemTime = t - (clock + ionoFree) / kSpeedOfLight;
-    const Vector3 satellite = model.GetSatPosition(sentSystemTime, record.antennaPos);
+    const CorrectedCodes code = correctCodes(record.ephemeris, model, t, codes, record.delays);
+    const Vector3 satellite = model.GetSatPosition(code.sentSystemTime, record.antennaPos);
     const double range = GetLineOfSight(record.antennaPos, satellite).range;
     const double elevation = GetElevation(satellite, record.antennaPos, station);
     const float tropo = tropoMapping(record.zenithDelay, static_cast<float>(elevation));
 
-    corrected.refsv[i] = ionoFree - tropo + relativity - range;
-    corrected.refsys[i] = corrected.refsv[i] + clock;
+    corrected.refsv[i] = code.ionoFree - tropo + code.relativity - range;
+    corrected.refsys[i] = corrected.refsv[i] + code.clock;
     corrected.tropo[i] = tropo;
-    corrected.iono[i] = (p1 - p2) * (1 - alpha);
+    corrected.iono[i] = code.iono;
     corrected.offsets[i] = (slot + 1) * static_cast<double>(kSampleSpacing);
 }
 
@@ -76,22 +61,52 @@ void fitTrack(const CorrectedSamples& corrected, size_t n, double middle, DataLi
 
 }  // namespace
 
+PairDelays delaysOf(const RunConfig& config, const Constellation& constellation) {
+    return {config.delayCableNs - config.delayReferenceNs + config.*constellation.delay1Ns,
+            config.delayCableNs - config.delayReferenceNs + config.*constellation.delay2Ns};
+}
+
+CorrectedCodes correctCodes(const Ephemeris& ephemeris, const SatelliteModel& model, uint32_t t, const CodePair& codes,
+                            const PairDelays& delays) {
+    const double f1 = GetSignalFrequency(codes.signal1, codes.glonassChannel);
+    const double f2 = GetSignalFrequency(codes.signal2, codes.glonassChannel);
+    const double alpha = f1 * f1 / (f1 * f1 - f2 * f2);
+    const GroupDelays group = TrackGroupDelays(ephemeris, f1, f2);
+    const double p1 = codes.code1 - delays.first * kSecondsPerNanosecond * kSpeedOfLight - group.first;
+    const double p2 = codes.code2 - delays.second * kSecondsPerNanosecond * kSpeedOfLight - group.second;
+    CorrectedCodes corrected;
+    corrected.ionoFree = alpha * p1 + (1 - alpha) * p2;
+    corrected.iono = (p1 - p2) * (1 - alpha);
+
+    // When the signal left: by the satellite's clock, which the code tells, and in system time. The latter is without
+    // the relativistic term, below 50 ns (400 ns for the two Galileo satellites on eccentric orbits): the satellite
+    // moves 0.2 mm (1.5 mm) in it, 1 ps (5 ps) at most.
+    const double sentSatelliteTime = t - corrected.ionoFree / kSpeedOfLight;
+    corrected.clock = model.GetSatClockBias(sentSatelliteTime);
+    corrected.relativity = model.GetRelativisticCorr(sentSatelliteTime);
+    corrected.sentSystemTime = t - (corrected.clock + corrected.ionoFree) / kSpeedOfLight;
+    return corrected;
+}
+
 void startTrack(TrackRecord& record, const RunConfig& config, const Constellation& constellation) {
-    record.delay1Ns = config.delayCableNs - config.delayReferenceNs + config.*constellation.delay1Ns;
-    record.delay2Ns = config.delayCableNs - config.delayReferenceNs + config.*constellation.delay2Ns;
+    record.delays = delaysOf(config, constellation);
     record.antennaPos = config.phaseCentre[constellation.index];
     record.zenithDelay = zenithTropoDelay(record.antennaPos);
     record.sampleCount = 0;
+}
+
+SampleOutcome judgeEphemeris(const Ephemeris& ephemeris, uint32_t t) {
+    if (IsEphemerisUsable(ephemeris, t)) return SampleOutcome::kKept;
+    if (IsEmpty(ephemeris)) return SampleOutcome::kNoEphemeris;
+    return HeadOf(ephemeris).isHealthy ? SampleOutcome::kTooOldOrNew : SampleOutcome::kUnhealthy;
 }
 
 // Samples are kept as measured and corrected when the track is finished, so that those without a line cost nothing.
 SampleOutcome trackSample(TrackRecord& record, int slot, uint32_t t, const CodePair& codes) {
     if (slot < 0 || slot >= kSlotsPerTrack) return SampleOutcome::kBetweenTracks;
     if (record.sampleCount >= kSlotsPerTrack) return SampleOutcome::kFull;
-    if (!IsEphemerisUsable(record.ephemeris, t)) {
-        if (IsEmpty(record.ephemeris)) return SampleOutcome::kNoEphemeris;
-        return HeadOf(record.ephemeris).isHealthy ? SampleOutcome::kTooOldOrNew : SampleOutcome::kUnhealthy;
-    }
+    const SampleOutcome outcome = judgeEphemeris(record.ephemeris, t);
+    if (outcome != SampleOutcome::kKept) return outcome;
     record.samples[static_cast<size_t>(record.sampleCount)] = {t, slot, codes};
     ++record.sampleCount;
     return SampleOutcome::kKept;

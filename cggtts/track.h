@@ -28,6 +28,7 @@
 #include "cggtts/schedule.h"
 #include "utils/geometry/geometry.h"
 #include "utils/nav/navdatadecoder/satnavdecoder/ephemeris.h"
+#include "utils/nav/positionfilter/models/orbits/satellitemodel.h"
 
 constexpr int kMinSamples = 21;  // of 26, for a line
 
@@ -40,6 +41,30 @@ struct CodePair {
     double code2 = Qon::Nav::kNotAvailable;
 };
 
+inline bool hasBoth(const CodePair& codes) {
+    return codes.code1 > Qon::Nav::kAvailableAbove && codes.code2 > Qon::Nav::kAvailableAbove;
+}
+
+// What signals 1 and 2 are late by on their way through the station, ns: internal + cable - reference.
+struct PairDelays {
+    double first = 0;
+    double second = 0;
+};
+PairDelays delaysOf(const RunConfig& config, const Constellation& constellation);
+
+// A pair of codes by the equations above, without a place: all that is known but geometry and troposphere.
+struct CorrectedCodes {
+    double ionoFree = 0;        // P3, m
+    double iono = 0;            // c MSIO, m
+    double clock = 0;           // of the satellite, positive when ahead of system time, m; without REL
+    double relativity = 0;      // REL, m
+    double sentSystemTime = 0;  // when the signal left, GPS time, s since 1980-01-06
+};
+
+// `model` is that of the ephemeris, t the time of reception by the receiver's clock.
+CorrectedCodes correctCodes(const Qon::Nav::Ephemeris& ephemeris, const Qon::Nav::SatelliteModel& model, uint32_t t,
+                            const CodePair& codes, const PairDelays& delays);
+
 struct TrackSample {
     uint32_t t = 0;  // s since 1980-01-06
     int slot = 0;
@@ -48,8 +73,7 @@ struct TrackSample {
 
 struct TrackRecord {
     Qon::Nav::Ephemeris ephemeris;  // as it was when the track started
-    double delay1Ns = 0;            // of signal 1: internal + cable - reference
-    double delay2Ns = 0;
+    PairDelays delays;
     Qon::Nav::Vector3 antennaPos;  // ECEF, m
     float zenithDelay = 0;         // m
     int32_t sampleCount = 0;       // samples in use
@@ -68,6 +92,9 @@ enum class SampleOutcome {
     kUnhealthy,
     kTooOldOrNew,  // the ephemeris' reference time is too far from the sample
 };
+
+// Whether an ephemeris allows a sample at t: kKept, or why it does not.
+SampleOutcome judgeEphemeris(const Qon::Nav::Ephemeris& ephemeris, uint32_t t);
 
 // Keeps a sample taken at t (s since 1980-01-06) in the given slot, or tells why nothing is kept.
 SampleOutcome trackSample(TrackRecord& record, int slot, uint32_t t, const CodePair& codes);

@@ -11,7 +11,8 @@ namespace {
 constexpr size_t kLineBufferCapacity = 3000;
 constexpr size_t kLineBufferFull = 2850;  // no line is begun from here on, so that one still fits
 
-// The codes of a constellation's two signals; where several slots hold the same signal, the last one's.
+}  // namespace
+
 CodePair findCodes(const ZeltMeasSat& satellite, const Constellation& constellation) {
     CodePair codes{satellite.glonassChannel, constellation.signal1, constellation.signal2};
     for (const ZeltMeasSignal& signal : satellite.used(0)) {
@@ -20,8 +21,6 @@ CodePair findCodes(const ZeltMeasSat& satellite, const Constellation& constellat
     }
     return codes;
 }
-
-}  // namespace
 
 CggttsProcessor::CggttsProcessor(const RunConfig& config, const EphemerisStore& store)
     : config_(config), store_(store), tracks_{} {
@@ -69,7 +68,7 @@ void CggttsProcessor::addSatellite(const ZeltMeasSat& satellite, uint32_t t, int
     const Constellation* constellation = constellationOf(satellite.svid);
     if (constellation == nullptr) return;
     const CodePair codes = findCodes(satellite, *constellation);
-    if (!(codes.code1 > kAvailableAbove && codes.code2 > kAvailableAbove)) return;
+    if (!hasBoth(codes)) return;
     TrackRecord& record = recordOf(satellite.svid, *constellation);
     // A station has one horizon, whatever the phase centres of its constellations: that of the first sample kept.
     const SampleOutcome outcome = trackSample(record, slot, t, codes);

@@ -25,6 +25,9 @@ struct TrackEvents {
     std::function<void(int svid, uint32_t t, int samples, TrackOutcome outcome)> close;
 };
 
+// The first antenna's codes of a constellation's two signals; where several slots hold the same signal, the last one's.
+CodePair findCodes(const ZeltMeasSat& satellite, const Constellation& constellation);
+
 class CggttsProcessor {
 public:
     // Both are read at every epoch and must outlive the processor.

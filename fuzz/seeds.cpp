@@ -40,6 +40,20 @@ void writeTrackSeed(const std::vector<Bytes>& blocks) {
     writeSeed("conversion", "track", seed);
 }
 
+// The first epochs of the example with the ephemerides before them, enough for a position.
+void writePositionSeed(const std::vector<Bytes>& blocks) {
+    constexpr int kEpochs = 4;
+    ByteVector seed;
+    int epochs = 0;
+    for (const Bytes block : blocks) {
+        const bool isEpoch = zeltNumber(block) == kZeltMeasEpoch;
+        const bool isNav = !zeltIsMeasBlock(block) && block.size < 200 && epochs == 0;
+        if (isEpoch || isNav) seed += copyOf(block);
+        if (isEpoch && ++epochs == kEpochs) break;
+    }
+    writeSeed("position", "epochs", seed);
+}
+
 // Of each kind a block in force at the simulated track, behind the settings of the navigation target.
 void writeNavigationSeeds(const std::vector<Bytes>& blocks) {
     for (const Bytes block : blocks) {
@@ -91,6 +105,7 @@ int main(int argc, char** argv) {
     writeEpochSeed("verbose", blocksOf(viewOf(verbose)), kZeltAllowMeasEpoch);
     writeEpochSeed("compact", blocks, kZeltAllowMeas3);
     writeTrackSeed(blocks);
+    writePositionSeed(blocksOf(viewOf(verbose)));
     writeNavigationSeeds(blocks);
     for (const Satellite& satellite : {kGpsSatellite, kGalSatellite, kBdsSatellite}) {
         writeSeed("conversion", {satellite.letter}, joined({simulate(satellite), {0}}));

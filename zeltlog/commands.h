@@ -1,14 +1,12 @@
-// The subcommands of zeltlog. Each runs once the command line is parsed and sets the exit status: 0 all well, 1 some
-// log could not be read or holds no block, 2 wrong arguments.
+// The subcommands of zeltlog. Each runs once the command line is parsed and sets the exit status (exitstatus.h).
 #pragma once
 
 #include <CLI/CLI.hpp>
 #include <string>
 #include <vector>
 
-constexpr int kAllWell = 0;
-constexpr int kUnreadableLog = 1;
-constexpr int kWrongArguments = 2;
+#include "zeltlog/exitstatus.h"
 
 void addInfoCommand(CLI::App& app, int& status);
 void addTracksCommand(CLI::App& app, int& status);
+void addPositionCommand(CLI::App& app, int& status);  // in builds with the position filter

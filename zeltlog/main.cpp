@@ -11,6 +11,9 @@ int main(int argc, char** argv) {
     int status = kAllWell;
     addInfoCommand(app, status);
     addTracksCommand(app, status);
+#ifdef ZELT_HAS_POSITION
+    addPositionCommand(app, status);
+#endif
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {  // -h and --version come this way too, with status 0

@@ -1,9 +1,8 @@
 #include <cstdio>
-#include <cstring>
 #include <memory>
 
-#include "app/cmdline.h"
 #include "zeltlog/commands.h"
+#include "zeltlog/conversionrun.h"
 #include "zeltlog/openlog.h"
 #include "zeltlog/tracktext.h"
 
@@ -13,39 +12,6 @@ struct TracksOptions {
     bool asJson = false;
     bool summaryOnly = false;
 };
-
-// Words as main() gets them. They are writable: an option empties those that it takes.
-struct Arguments {
-    explicit Arguments(std::vector<std::string> given) : words(std::move(given)) {
-        words.insert(words.begin(), "zeltlog tracks");
-        for (std::string& word : words) pointers.push_back(word.data());
-    }
-    int count() const { return static_cast<int>(pointers.size()); }
-
-    std::vector<std::string> words;
-    std::vector<char*> pointers;
-};
-
-// Says why the log cannot be read, if so.
-bool isReadable(const std::string& path, int& status) {
-    ZeltFault fault;
-    std::string text = unsuitableText(path);
-    if (text.empty() && !holdsBlock(path, fault)) {
-        text = fault.place != ZeltFaultPlace::kNone ? faultText(path, fault) : noBlockText(path);
-    }
-    if (text.empty()) return true;
-    std::fprintf(stderr, "zeltlog: %s\n", text.c_str());
-    status = kUnreadableLog;
-    return false;
-}
-
-// The log that the words name, empty when they name none.
-std::string logOf(const std::vector<std::string>& words) {
-    Arguments copy(words);
-    std::string path;
-    getStringOption("-f", {&path, 1023}, copy.count(), copy.pointers.data());
-    return path;
-}
 
 void reportTracks(const RunConfig& config, const RunOptions& runOptions, const TracksOptions& options, int& status) {
     TrackReport report(runOptions);
@@ -66,16 +32,9 @@ void reportTracks(const RunConfig& config, const RunOptions& runOptions, const T
 
 // The log is looked at before parseOptions reads it, whose faults end the program with the converter's message.
 void runTracks(const std::vector<std::string>& words, const TracksOptions& options, int& status) {
-    const std::string path = logOf(words);
-    if (!path.empty() && !isReadable(path, status)) return;
-    Arguments arguments(words);
-    RunConfig config;
+    StationConfig config;
     RunOptions runOptions;
-    if (!parseOptions(arguments.count(), arguments.pointers.data(), config, runOptions)) {
-        status = kWrongArguments;
-    } else if (!runOptions.inputFile.empty()) {
-        reportTracks(config, runOptions, options, status);
-    }
+    if (parseConversion(words, config, runOptions, status)) reportTracks(config, runOptions, options, status);
 }
 
 }  // namespace

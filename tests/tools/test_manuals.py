@@ -7,7 +7,7 @@ import unittest
 
 from common import EXPECTED, ROOT, TOOLS, run
 
-NAMES = ("check-cggtts", "compare-cggtts", "plot-cggtts", "strict-cggtts")
+NAMES = ("check-cggtts", "compare-cggtts", "plot-cggtts", "plot-position", "strict-cggtts")
 COMPLETE = ('compopt() { echo "compopt $*"; }; source "$1"; shift; COMP_WORDS=("$@"); COMP_CWORD=$(($# - 1))\n'
             '_cggtts_tools; printf "%s\\n" "${COMPREPLY[@]}"')
 

@@ -8,6 +8,8 @@ struct Vector3 {
     double x = 0;
     double y = 0;
     double z = 0;
+
+    bool operator==(const Vector3&) const = default;
 };
 
 // Geodetic position: latitude -pi/2..pi/2, longitude -pi..pi, height in m above the ellipsoid.

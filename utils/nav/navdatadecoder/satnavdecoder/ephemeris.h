@@ -20,6 +20,8 @@ struct EphemerisHead {
     int frequencyNumber = 0;   // GLONASS, -7 to 6 (a damaged block may say -8 to 247); 0 for the others
     double referenceTime = 0;  // of the orbit, GPS time, s
     double span = 0;           // s: usable closer to the reference time than this, before it and after it
+
+    bool operator==(const EphemerisHead&) const = default;
 };
 
 // Kepler elements with harmonic corrections, referred to t_oe.
@@ -40,6 +42,8 @@ struct KeplerOrbit {
     float crs = 0;
     float cic = 0;  // rad, of the inclination
     float cis = 0;
+
+    bool operator==(const KeplerOrbit&) const = default;
 };
 
 // Clock offset af0 + af1 dt + af2 dt^2 of the satellite against system time, dt counted from the reference time.
@@ -48,12 +52,16 @@ struct ClockPolynomial {
     double af0 = 0;            // s
     float af1 = 0;             // s/s
     float af2 = 0;             // s/s^2
+
+    bool operator==(const ClockPolynomial&) const = default;
 };
 
 struct GpsEphemeris : EphemerisHead {
     float tgd = 0;  // s
     KeplerOrbit orbit;
     ClockPolynomial clock;
+
+    bool operator==(const GpsEphemeris&) const = default;
 };
 
 struct GalEphemeris : EphemerisHead {
@@ -63,6 +71,8 @@ struct GalEphemeris : EphemerisHead {
     float bgdE1E6a = kNotAvailableF;
     KeplerOrbit orbit;
     ClockPolynomial clock;
+
+    bool operator==(const GalEphemeris&) const = default;
 };
 
 struct BdsEphemeris : EphemerisHead {
@@ -70,6 +80,8 @@ struct BdsEphemeris : EphemerisHead {
     float tgd2 = 0;  // s, B2I; likewise
     KeplerOrbit orbit;
     ClockPolynomial clock;
+
+    bool operator==(const BdsEphemeris&) const = default;
 };
 
 // State vector in PZ-90 at the reference time, which is that of the clock too.
@@ -80,6 +92,8 @@ struct GloEphemeris : EphemerisHead {
     float gamma = 0;              // relative deviation of the carrier frequency
     float tau = 0;                // s, to be added to the satellite's clock
     float dtau = 0;               // s, delay of L2 beyond that of L1
+
+    bool operator==(const GloEphemeris&) const = default;
 };
 
 // The ephemeris of one satellite. One that was never received is a head alone, which is never healthy.

@@ -51,10 +51,12 @@ struct RelativityAt {
 
 SatelliteModel::SatelliteModel(const Ephemeris& ephemeris) : ephemeris_(ephemeris) {}
 
+Vector3 SatelliteModel::GetSentPosition(double t) { return std::visit(PositionAt{t, arc_}, ephemeris_); }
+
 Vector3 SatelliteModel::GetSatPosition(double t, const Vector3& receiver) {
     if (IsEmpty(ephemeris_)) return {};
     // One turn by the distance before it: what a second one would add is below a millimetre (geometry.h).
-    const Vector3 position = std::visit(PositionAt{t, arc_}, ephemeris_);
+    const Vector3 position = GetSentPosition(t);
     return RotateForTravel(position, GetLineOfSight(receiver, position).range);
 }
 

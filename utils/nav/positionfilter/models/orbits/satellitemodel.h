@@ -17,9 +17,12 @@ public:
     explicit SatelliteModel(const Ephemeris& ephemeris);
     explicit SatelliteModel(const Ephemeris&& ephemeris) = delete;
 
-    // ECEF position in m at t (the time of transmission, chosen by the caller), turned once for the Earth's rotation
-    // while the signal travels to `receiver` (ECEF, m; RotateForTravel). The Earth's centre where there is none:
-    // without an ephemeris, and for a GLONASS satellite 1920 s or more away from its reference time.
+    // ECEF position in m at t (the time of transmission, chosen by the caller), in the frame of that very moment. The
+    // Earth's centre where there is none: without an ephemeris, and for a GLONASS satellite 1920 s or more away from
+    // its reference time.
+    Vector3 GetSentPosition(double t);
+
+    // The same, turned once for the Earth's rotation while the signal travels to `receiver` (ECEF, m; RotateForTravel).
     Vector3 GetSatPosition(double t, const Vector3& receiver);
 
     // Clock offset in m (positive: ahead of system time), without group delays and the relativistic correction.
