@@ -11,4 +11,5 @@ constexpr int kUnreadableLog = 1;
 constexpr int kWrongArguments = 2;
 
 void addInfoCommand(CLI::App& app, int& status);
+void addJoinCommand(CLI::App& app, int& status);
 void addTracksCommand(CLI::App& app, int& status);
