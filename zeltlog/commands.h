@@ -8,5 +8,6 @@
 #include "zeltlog/exitstatus.h"
 
 void addInfoCommand(CLI::App& app, int& status);
+void addJoinCommand(CLI::App& app, int& status);
 void addTracksCommand(CLI::App& app, int& status);
 void addPositionCommand(CLI::App& app, int& status);  // in builds with the position filter

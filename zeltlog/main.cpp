@@ -10,6 +10,7 @@ int main(int argc, char** argv) {
     app.require_subcommand(1);
     int status = kAllWell;
     addInfoCommand(app, status);
+    addJoinCommand(app, status);
     addTracksCommand(app, status);
 #ifdef ZELT_HAS_POSITION
     addPositionCommand(app, status);

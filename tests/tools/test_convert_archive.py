@@ -1,21 +1,31 @@
+import binascii
+import json
 import os
+import pathlib
+import random
 import shlex
 import shutil
-import signal
+import struct
 import subprocess
-import time
 import unittest
+import unittest.mock
 
 import common
-from common import EXAMPLE_LOG, PROGRAM, TOOLS, run
+from common import EXAMPLE_LOG, PROGRAM, TOOLS, call, load, run
+
+import daymaker
+import optionsfile
 
 TOOL = TOOLS / "convert-archive"
 SLURM = TOOLS / "slurm-archive.sbatch"
-OPTIONS = {"-ls": "18", "-labid": "EX", "-tref": "UTC(EX) \"main\" {} 'hall'", "-dcab": "78.4", "-C": ""}
-AWKWARD_NAMES = ["plain.zelt", "two blanks .zelt", "it's \"quoted\".zelt", "{} $HOME `x` {1}.zelt", "line\nend.zelt"]
+ZELTLOG = pathlib.Path(os.environ["ZELTLOG"]).resolve()
+OPTIONS = {"-ls": "18", "-labid": "EX", "-tref": "UTC(EX) \"main\" {} 'hall'", "-dcab": "78.4"}
+DAYS = (59024, 59025)
+AWKWARD = ["plain", "two blanks ", "it's \"quoted\"", "{} $HOME `x` {1}", "line\nend", "\udcff"]
 
 # Runs commands here, as a login shell of that host would: another folder, another environment.
 STAND_IN_SSH = """#!/bin/bash
+[[ $1 == dead* ]] && exit 255
 echo "$1" >>'{hosts}'
 shift
 [[ $1 == -- ]] && shift
@@ -23,10 +33,34 @@ cd / && exec env -i PATH=/usr/bin:/bin SHELL=/bin/sh HOME="$HOME" sh -c "$*"
 """
 
 
+def shifted_blocks(shift):
+    """The example's blocks, their time stamps moved by some seconds: [(second, block)]."""
+    log, position, blocks = EXAMPLE_LOG.read_bytes(), 0, []
+    while position < len(log):
+        length, tow, week = struct.unpack_from("<HIH", log, position + 6)
+        second = week * 604800 + tow // 1000 + shift
+        body = log[position + 4:position + 8] + struct.pack("<IH", second % 604800 * 1000, second // 604800)
+        body += log[position + 14:position + length]
+        blocks.append((second, b"$@" + struct.pack("<H", binascii.crc_hqx(body, 0)) + body))
+        position += length
+    return blocks
+
+
+BLOCKS = shifted_blocks(-5400)  # midnight lies in the middle of them
+MIDNIGHT = BLOCKS[-1][0] // 86400 * 86400
+
+
+def part(begin, end):
+    """The log of a stretch, seconds from midnight, its end not included."""
+    return b"".join(block for second, block in BLOCKS if begin <= second - MIDNIGHT < end)
+
+
 class ConvertArchive(common.ToolTest):
     def setUp(self):
         super().setUp()
         self.out = self.folder / "the results"
+        self.logs = self.folder / "logs"
+        self.logs.mkdir()
         self.options = self.folder / "options"
         self.write_options(OPTIONS)
 
@@ -34,197 +68,224 @@ class ConvertArchive(common.ToolTest):
         lines = [f"{option}   {value}\n" for option, value in options.items()]
         self.options.write_text("# laboratory EX\n\n" + "".join(lines))
 
-    def make_logs(self, names, folder="logs"):
-        logs = [self.folder / folder / name for name in names]
-        for log in logs:
-            log.parent.mkdir(exist_ok=True)
-            log.symlink_to(EXAMPLE_LOG)
-        return logs
+    def write_hours(self):
+        for hour in (-2, -1, 0, 1):
+            (self.logs / f"{hour}.zelt").write_bytes(part(3600 * hour, 3600 * (hour + 1)))
 
-    def make_program(self, text):
-        """A program that does what the text says before it converts."""
+    def make_program(self, before="", after=""):
+        """A program that does what a text says before it converts, or after."""
         program = self.folder / "program"
-        program.write_text(f"#!/bin/bash\n{text}\nexec {shlex.quote(str(PROGRAM))} \"$@\"\n")
+        program.write_text(f"#!/bin/bash\n{before}\n{shlex.quote(str(PROGRAM))} \"$@\" || exit\n{after}\n")
         program.chmod(0o755)
         return str(program)
 
-    def archive(self, logs, *options, tool=TOOL, **environment):
-        return run(tool, self.options, *logs, "-o", self.out, *options, **environment)
+    def archive(self, *words, **environment):
+        return run(TOOL, self.options, *(words or [self.logs]), "-o", self.out, **environment)
 
-    def assert_counts(self, result, converted, skipped, failed):
-        self.assertEqual(result.stdout, f"{converted} converted, {skipped} done before, {failed} failed\n",
+    def assert_counts(self, result, made, done, failed):
+        self.assertEqual(result.stdout.splitlines()[-1:], [f"{made} made, {done} done before, {failed} failed"],
                          result.stderr)
         self.assertEqual(result.returncode, 1 if failed else 0)
 
-    def assert_converted(self, names, options):
-        words = [word for option in options.items() for word in option]
-        expected = common.convert(self.folder / "expected", *words)
-        self.assertEqual(len(expected), 4)
-        for name in names:
-            for file in expected.values():
-                self.assertEqual((self.out / name / file.name).read_bytes(), file.read_bytes(), name)
+    def files(self):
+        return {path.name: path.read_bytes() for path in self.out.iterdir() if not path.name.startswith(".")}
 
-    def finished(self):
-        return sorted(path.name for path in self.out.iterdir() if not path.name.startswith("."))
+    def assert_days(self, options=None):
+        """The files are those of the one continuous log, a file a day."""
+        words = [word for option in (options or OPTIONS).items() for word in option]
+        whole = self.folder / "whole"
+        whole.write_bytes(part(-90000, 90000))
+        expected = {}
+        for path in common.convert(self.folder / "expected", *words, log=whole).values():
+            lines = path.read_bytes().splitlines(keepends=True)
+            for day in DAYS:
+                mine = [line for line in lines[common.HEADER_LINES:] if line[7:12] == b"%d" % day]
+                name = f"{path.name[:6]}{day // 1000}.{day % 1000:03d}"
+                expected[name] = b"".join(lines[:common.HEADER_LINES] + mine)
+        for day in DAYS:
+            self.assertGreater(sum(text.count(b" %d " % day) for text in expected.values()), 25)
+        self.assertEqual(self.files(), expected)
+        self.assertEqual(list((self.out / ".convert-archive" / "work").iterdir()), [])
 
-    def test_awkward_names_and_values_reach_the_program(self):
-        tool = self.folder / "it's here" / "convert archive"
-        tool.parent.mkdir()
-        shutil.copy(TOOL, tool)
-        result = self.archive(self.make_logs(AWKWARD_NAMES), tool=tool)
-        self.assert_counts(result, len(AWKWARD_NAMES), 0, 0)
-        self.assertEqual(result.stderr, "", "a progress bar without a terminal")
-        self.assertEqual(self.finished(), sorted(AWKWARD_NAMES))
-        self.assert_converted(AWKWARD_NAMES, OPTIONS)
+    def test_days_of_any_pieces(self):
+        rng = random.Random(2)
+        folder = self.logs / "below {}"
+        folder.mkdir()
+        for number, begin in enumerate(range(-5400, 5400, 900)):
+            path = folder / f"{AWKWARD[number % len(AWKWARD)]}{rng.random()}.zelt"
+            path.write_bytes(part(begin - rng.randrange(300), begin + 900))
+            if number % 3 == 0:
+                subprocess.run([("gzip", "xz", "bzip2", "gzip")[number // 3], path], check=True)
+        shutil.copy(path, self.logs / "twice")
+        (self.logs / "notes.txt").write_text("no log")
+        (self.logs / ".hidden").write_bytes(part(0, 60)[:-1])
+        self.assert_counts(self.archive(), 2, 0, 0)
+        self.assert_days()
+        self.assert_counts(self.archive(), 0, 2, 0)
 
-    def test_only_what_changed_is_converted_again(self):
-        logs = self.make_logs(["a", "b", "c"])
-        logs[1].unlink()
-        logs[1].write_bytes(EXAMPLE_LOG.read_bytes())
-        logs[2].unlink()
-        logs[2].symlink_to(logs[1])
-        self.assert_counts(self.archive(logs), 3, 0, 0)
-        written = (self.out / "a").stat().st_ino
-        self.assert_counts(self.archive(logs), 0, 3, 0)
-        self.assertEqual((self.out / "a").stat().st_ino, written)
-
-        os.utime(logs[1], (1, 1))
-        self.assert_counts(self.archive(logs), 2, 1, 0)
-
+    def test_only_what_changed_is_made_again(self):
+        self.write_hours()
+        self.assert_counts(self.archive(), 2, 0, 0)
+        (self.logs / "1.zelt").rename(self.logs / "renamed")
+        self.assert_counts(self.archive(), 1, 1, 0)  # the second day alone
         options = OPTIONS | {"-dcab": "100"}
         self.write_options(options)
-        self.assert_counts(self.archive(logs), 3, 0, 0)
-        self.assert_converted(["a", "b", "c"], options)
+        self.assert_counts(self.archive(), 2, 0, 0)
+        self.assert_days(options)
+        next(self.out.glob("GZ*")).unlink()
+        self.assert_counts(self.archive(), 1, 1, 0)
+        self.assert_days(options)
+        self.assert_counts(self.archive(self.logs, "--days", "59025"), 0, 1, 0)
+        self.assert_counts(self.archive(self.logs, "--lead", "1"), 2, 0, 0)
+        self.assert_counts(self.archive(self.logs, "--lead", "1", ZELT2CGGTTS=self.make_program()), 2, 0, 0)
 
-        other_program = self.make_program("")
-        self.assert_counts(self.archive(logs, ZELT2CGGTTS=other_program), 3, 0, 0)
-        self.assert_counts(self.archive(logs, ZELT2CGGTTS=other_program), 0, 3, 0)
-
-    def test_failures_are_listed_and_tried_again(self):
-        good, empty, killed = self.make_logs(["good", "empty", "killed"])
-        missing = self.folder / "missing"
-        empty.unlink()
-        empty.touch()
-        program = self.make_program('[[ $* == *killed ]] && kill -KILL $$')
+    def test_a_poorer_day_replaces_none(self):
+        self.write_hours()
+        self.assert_counts(self.archive(), 2, 0, 0)
+        before = self.files()
+        (self.logs / "1.zelt").unlink()
         for _ in range(2):
-            result = self.archive([good, empty, killed, missing], ZELT2CGGTTS=program)
-            self.assertEqual(result.returncode, 1)
-            for message in (f"{empty}: !! Receiver position unknown", f"{killed}: no message; exit status 137",
-                            f"{missing}: no such file"):
-                self.assertIn("failed: " + message, result.stderr)
-            self.assertEqual(self.finished(), ["good"])
-        self.assertTrue(result.stdout.startswith("0 converted, 1 done before, 3 failed"))
+            result = self.archive()
+            self.assertRegex(result.stderr, r"failed: 59025: not replaced: .*EZEX__59.025: \d+ lines in place of")
+            self.assertEqual(self.files(), before)
+        self.assert_counts(self.archive(self.logs, "--force"), 1, 1, 0)
+        self.assertLess(len(self.files()["EZEX__59.025"]), len(before["EZEX__59.025"]))
+        (self.logs / "again").write_bytes(part(3600, 7200))
+        self.assert_counts(self.archive(), 1, 1, 0)
+        self.assertEqual(self.files(), before)
 
-        self.write_options(OPTIONS | {"-px": "3582105", "-py": "532589", "-pz": "5232754"})
-        result = self.archive([empty])
-        self.assertIn("No CGGTTS files were created", result.stderr)
-        self.assert_counts(result, 0, 0, 1)
+    def test_the_day_that_is_not_over(self):
+        self.write_hours()
+        tool = load("convert-archive")
+        during = MIDNIGHT + 315964800 + 3600
+        for more, days in (((), [(59024, True)]), (("--follow",), [(59024, True), (59025, False)])):
+            with unittest.mock.patch.object(tool.time, "time", lambda: during):
+                result = call(tool, self.options, self.logs, "-o", self.out, "--json", *more)
+            rows = json.loads(result.stdout)["days"]
+            self.assertEqual([(row["mjd"], row["is_finished"]) for row in rows], days, result.stderr)
+        self.assert_days()
 
-    def test_logs_of_one_name_never_share_a_folder(self):
-        first, second = self.make_logs(["x"], "1") + self.make_logs(["x"], "2")
-        result = self.archive([first, second])
-        self.assertEqual(result.returncode, 2)
-        self.assertIn("two logs are called x", result.stderr)
-        self.assertFalse(self.out.exists())
+    def test_the_setup_comes_from_an_earlier_log(self):
+        (self.logs / "a").write_bytes(part(-5400, -600))
+        (self.logs / "b").write_bytes(part(-600, 5400))
+        self.assert_counts(self.archive(self.logs, "--lead", "0"), 2, 0, 0)
+        headers = {name[0]: text.splitlines()[:common.HEADER_LINES] for name, text in self.files().items()}
+        for name, text in self.files().items():
+            self.assertEqual(text.splitlines()[:common.HEADER_LINES], headers[name[0]], name)
+        self.assertIn("RCVR = ZeltRx TR", b"\n".join(headers["G"]).decode())
 
-        self.assert_counts(self.archive([first]), 1, 0, 0)
-        second.unlink()
-        second.write_bytes(EXAMPLE_LOG.read_bytes())
-        result = self.archive([second])
-        self.assert_counts(result, 0, 0, 1)
-        self.assertIn(f"{self.out}/x belongs to '{first}'", result.stderr)
+    def test_nothing_half_made_is_put_in_place(self):
+        self.write_hours()
+        for program, message in (
+                ({"after": "truncate -s 256 GZ*"}, "was not written whole"),
+                ({"after": "truncate -s -128 EZ*"}, "was not written whole"),
+                ({"after": "rm EZ*"}, "the file of Galileo was not written"),
+                ({"before": "kill -KILL $$"}, "was killed by signal 9"),
+                ({"before": "echo no >&2; exit 3"}, "59024: no")):
+            result = self.archive(ZELT2CGGTTS=self.make_program(**program))
+            self.assertIn(message, result.stderr)
+            self.assert_counts(result, 0, 0, 2)
+            self.assertEqual(self.files(), {})
+        cut = self.logs / "cut.gz"
+        with cut.open("wb") as file:
+            subprocess.run(["gzip"], input=part(-1800, 0), stdout=file, check=True)
+        os.truncate(cut, cut.stat().st_size - 1000)
+        result = self.archive()
+        self.assertIn(f"59024: made without what cannot be read: {cut}: ", result.stderr)
+        self.assert_counts(result, 2, 0, 2)
+        self.assert_days()
 
-        (self.out / "y").mkdir()
-        (self.out / "y" / "notes").write_text("mine")
-        self.assert_counts(self.archive(self.make_logs(["y"])), 0, 0, 1)
-        self.assertEqual((self.out / "y" / "notes").read_text(), "mine")
+    def test_killed_and_simultaneous_runs(self):
+        self.write_hours()
+        program = self.make_program(f"if mkdir '{self.folder}/once'; then echo >GZEX__59.024; kill -KILL $PPID; fi")
+        result = self.archive(self.logs, "-j", "1", ZELT2CGGTTS=program)
+        self.assertIn("failed: 59024: no answer", result.stderr)
+        self.assertEqual({name[-6:] for name in self.files()}, {"59.025"})
+        self.assertNotEqual(list((self.out / ".convert-archive" / "work").iterdir()), [])
+        words = [TOOL, self.options, self.logs, "-o", self.out, "--force"]
+        environment = os.environ | {"ZELT2CGGTTS": self.make_program("sleep 1")}
+        both = [subprocess.Popen(words, env=environment, stdout=subprocess.PIPE, text=True) for _ in range(2)]
+        results = [process.communicate(timeout=60)[0] for process in both]
+        self.assertEqual([process.returncode for process in both], [0, 0], results)
+        self.assert_days()
 
-    def test_unusable_arguments(self):
-        log = self.make_logs(["a"])
-        for line in ("-f other.zelt", "-h", "-V", "labid EX", "-"):
-            self.options.write_text("-ls 18\n" + line)
-            result = self.archive(log)
-            self.assertEqual((result.returncode, result.stdout), (2, ""), line)
-            self.assertIn(f"{self.options}:2: {line.split()[0]} ", result.stderr)
-        self.write_options(OPTIONS)
-        for arguments in (["--share", "3/2"], ["--share", "0/2"], ["--share"], ["--what"], self.make_logs([".hidden"])):
-            self.assertEqual(self.archive(log, *arguments).returncode, 2, arguments)
-        for program in ("/no/program", self.make_program("exit 1")):
-            self.assertEqual(self.archive(log, ZELT2CGGTTS=program).returncode, 2)
-
-    def test_where_the_program_is_found(self):
-        log = self.make_logs(["a"])
-        tool = self.folder / "prefix" / "tools" / "convert-archive"
-        tool.parent.mkdir(parents=True)
-        shutil.copy(TOOL, tool)
-        path = self.folder / "path"
-        search = {"ZELT2CGGTTS": "", "PATH": f"{path}:{os.environ['PATH']}"}
-        for place in (path, self.folder / "prefix" / "build", self.folder / "prefix" / "bin"):
-            place.mkdir()
-            program = self.make_program(f"echo {place.name} >'{self.folder}/used'")
-            shutil.copy(program, place / "zelt2cggtts")
-            self.assert_counts(self.archive(log, tool=tool, **search), 1, 0, 0)
-            self.assertEqual((self.folder / "used").read_text(), place.name + "\n")
-
-    def test_interrupted_run_goes_on(self):
-        logs = self.make_logs(["a", "b", "c"])
-        reached = self.folder / "reached"
-        program = self.make_program(
-            f"[[ $* == */b && ! -e '{reached}' ]] && {{ touch GZEX__59.025 '{reached}'; exec sleep 60; }}")
-        environment = os.environ | {"ZELT2CGGTTS": program}
-        process = subprocess.Popen([TOOL, self.options, *logs, "-o", self.out, "-j", "1"], env=environment, text=True,
-                                   stdout=subprocess.PIPE, stderr=subprocess.PIPE, start_new_session=True)
-        while not reached.exists():
-            self.assertIsNone(process.poll())
-            time.sleep(0.02)
-        os.killpg(process.pid, signal.SIGINT)
-        process.communicate(timeout=30)
-        self.assertNotEqual(process.returncode, 0)
-        self.assertEqual(self.finished(), ["a"])
-        self.assert_counts(self.archive(logs, ZELT2CGGTTS=program), 2, 1, 0)
-        self.assert_converted(["a", "b", "c"], OPTIONS)
-
-    def test_machines(self):
-        logs = self.make_logs(AWKWARD_NAMES)
-        hosts = self.folder / "hosts"
-        ssh = self.folder / "ssh"
+    def test_machines_and_shares(self):
+        self.write_hours()
+        hosts, ssh = self.folder / "hosts", self.folder / "ssh"
         ssh.write_text(STAND_IN_SSH.format(hosts=hosts))
         ssh.chmod(0o755)
-        for logins in (":", "1/:,2/:", "1/alpha,1/beta"):
-            self.out = self.folder / logins.replace("/", "")
-            self.assert_counts(self.archive(logs, "--sshlogin", logins, PARALLEL_SSH=str(ssh)), len(logs), 0, 0)
-            self.assert_converted(AWKWARD_NAMES, OPTIONS)
-        self.assertEqual(set(hosts.read_text().split()), {"alpha", "beta"})
+        self.assert_counts(self.archive(self.logs, "--sshlogin", "1/dead,1/alpha", PARALLEL_SSH=str(ssh)), 2, 0, 0)
+        self.assert_days()
+        self.assertEqual(set(hosts.read_text().split()), {"alpha"})
+        shutil.rmtree(self.out)
+        result = self.archive(self.logs, "--sshlogin", "1/dead", PARALLEL_SSH=str(ssh))
+        self.assertIn("59024: no answer (killed, or its machine not reached)", result.stderr)
+        array = {"SLURM_ARRAY_TASK_MIN": "10", "SLURM_ARRAY_TASK_MAX": "20", "SLURM_ARRAY_TASK_STEP": "10",
+                 "SLURM_ARRAY_TASK_COUNT": "2"}
+        for task in ("10", "20"):
+            result = run(SLURM, self.options, self.logs, "-o", self.out, SLURM_ARRAY_TASK_ID=task, **array)
+            self.assert_counts(result, 1, 0, 0)
+        self.assert_days()
+        result = run(SLURM, SLURM_ARRAY_TASK_ID="20", **array | {"SLURM_ARRAY_TASK_STEP": "1"})
+        self.assertEqual((result.returncode, "not evenly spaced" in result.stderr), (2, True))
 
-        self.out = self.folder / "unreached"
-        result = self.archive(logs[:1], "--sshlogin", "1/alpha", PARALLEL_SSH="/bin/false")
-        self.assert_counts(result, 0, 0, 1)
-        self.assertIn("its machine not reached", result.stderr)
+    def test_strict_headers_and_logs_from_a_list(self):
+        self.write_hours()
+        self.write_options(OPTIONS | {"-revdate": "2020-06-01"})
+        names = self.folder / "list"
+        names.write_text("\n".join(map(str, self.logs.iterdir())) + "\n")
+        self.assert_counts(self.archive("--logs-from", names, "--strict"), 2, 0, 0)
+        self.assertEqual({text[:18] for text in self.files().values()}, {b"CGGTTS     GENERIC"})
 
-    def test_slurm_array_tasks_share_the_logs(self):
-        names = list("abcdefg")
-        logs = self.make_logs(names)
-        array = {"SLURM_ARRAY_TASK_MIN": "10", "SLURM_ARRAY_TASK_STEP": "5", "SLURM_ARRAY_TASK_COUNT": "3"}
-        self.assertEqual(run("bash", "-n", SLURM).returncode, 0)
-        for task, count in ((10, 3), (15, 2), (20, 2)):
-            result = self.archive(logs, tool=SLURM, SLURM_ARRAY_TASK_ID=str(task), **array)
-            self.assert_counts(result, count, 0, 0)
-        self.assertEqual(self.finished(), names)
+    def test_what_is_refused(self):
+        self.write_hours()
+        for words in (("--share", "3/2"), ("--days", "5902"), ("--lead", "-1"), ("-j", "0"), ("--what",)):
+            self.assertEqual(self.archive(self.logs, *words).returncode, 2, words)
+        self.assertEqual(self.archive(self.folder / "missing").returncode, 1)
+        self.write_options(OPTIONS | {"-ls": "17"})
+        result = self.archive()
+        self.assertEqual((result.returncode, self.files()), (2, {}))
+        self.assertIn("-ls 18", result.stderr)
 
-        copy = self.folder / "slurm_script"
-        copy.write_bytes(SLURM.read_bytes())
-        copy.chmod(0o755)
-        elsewhere = array | {"SLURM_ARRAY_TASK_ID": "10"}
-        for variables in ({"SLURM_SUBMIT_DIR": str(common.ROOT)}, {"CONVERT_ARCHIVE": str(TOOL)}):
-            self.assert_counts(self.archive(logs, tool=copy, **elsewhere, **variables), 0, 3, 0)
-        self.assertEqual(self.archive(logs, tool=SLURM).returncode, 2)
 
-    def test_usage(self):
-        for tool in (TOOL, SLURM):
-            for option in ("-h", "--help"):
-                result = run(tool, option)
-                self.assertEqual((result.returncode, result.stderr), (0, ""))
-                self.assertTrue(result.stdout.startswith("Usage: "))
+class OptionsFile(common.ToolTest):
+    def read(self, *lines):
+        path = self.folder / "options"
+        path.write_text("\n".join(lines))
+        return optionsfile.read_options(path)
+
+    def test_faults(self):
+        for lines, message in (
+                (["# x", "-dcab 12,5"], ":2: -dcab: '12,5' is no number: write 12.5"),
+                (["-elm 5deg"], ":1: -elm: '5deg' is no number: write 5 alone"), (["-dl1 nan"], "no number"),
+                (["-ls 18.5"], "no number"), (["-px 1", "-pz 2"], ":1: -px needs -py beside it"),
+                (["-tref \"UTC(EX)\""], "write UTC(EX)"), (["-x GX"], "letters of GREC"), (["-labid a/b"], "slash"),
+                (["-labid EX -rxid 01"], "give -rxid a line of its own"), (["-labidEX"], "put a blank behind -labid"),
+                (["-foo 1"], "'-foo' is no option"), (["labid EX"], "'labid' is no option"), (["-C"], "no days"),
+                (["-f x"], "refused"), (["-b x"], "bounds"), (["-lab"], "a value is missing"), (["-matlab 1"], "no val"),
+                (["-ls 18", "-ls 18"], ":2: -ls stands in line 1"), (["-comment -px"], "taken for an option")):
+            _, _, faults = self.read(*lines)
+            self.assertEqual(len(faults), 1, lines)
+            self.assertIn(message, faults[0])
+
+    def test_values_and_warnings(self):
+        options, warnings, faults = self.read("-dcab\t-7.5e1\r", "  -lab  The lab's #1 \r", "-px 1", "-py 2.",
+                                              "-pz .3", "-labid EXX", "-revdate May", "-comment see -lab", "-matlab")
+        self.assertEqual((options["-dcab"], options["-lab"], faults), ("-7.5e1", "The lab's #1", []))
+        self.assertEqual([warning.split(":")[1] for warning in warnings], ["6", "7", "8"])
+        self.assertEqual(optionsfile.option_words({"-matlab": "", "-ls": "18"}), ["-matlab", "-ls", "18"])
+
+
+class Bounds(unittest.TestCase):
+    def test_tracks_of_consecutive_days_leave_none_out(self):
+        """The schedule of 1997-10-01, MJD 50722, began at 00:02, and every day is 4 minutes earlier."""
+        self.assertEqual(daymaker.day_bounds(50722)[0], (50722 - 44244) * 86400 + 120)
+        for mjd in range(50722, 51222):
+            (begin, end), (following, _) = daymaker.day_bounds(mjd), daymaker.day_bounds(mjd + 1)
+            midnight = (mjd - 44244) * 86400
+            self.assertGreaterEqual(begin, midnight)
+            self.assertLess(end - 780, midnight + 86400)
+            self.assertIn(following - end, (180, 900), mjd)
 
 
 if __name__ == "__main__":

@@ -7,7 +7,7 @@ import unittest
 
 from common import EXPECTED, ROOT, TOOLS, run
 
-NAMES = ("check-cggtts", "compare-cggtts", "plot-cggtts", "plot-position", "strict-cggtts")
+NAMES = ("check-cggtts", "compare-cggtts", "convert-archive", "plot-cggtts", "plot-position", "strict-cggtts")
 COMPLETE = ('compopt() { echo "compopt $*"; }; source "$1"; shift; COMP_WORDS=("$@"); COMP_CWORD=$(($# - 1))\n'
             '_cggtts_tools; printf "%s\\n" "${COMPREPLY[@]}"')
 
@@ -25,7 +25,7 @@ class Manuals(unittest.TestCase):
             self.assertEqual((result.returncode, result.stderr), (0, ""))
             self.assertRegex(result.stdout, r"(?s)^usage: " + name + r".*\nExit status: 0 .*\n  -h, --help ")
             lines = re.findall(r"(?m)^  (-.*?)(?:  .*)?$", result.stdout)
-            options = {word for line in lines for word in re.findall(r"(?<!\S)--?[a-z]+", line)}
+            options = {word for line in lines for word in re.findall(r"(?<!\S)--?[a-z][a-z-]*", line)}
             self.assertEqual(complete(name, "-"), options)
             text = (ROOT / "doc" / f"{name}.1").read_text()
             tags = re.findall(r"(?m)^\.TP\n(\.B.*)", text[text.index("\n.SH OPTIONS"):text.index("\n.SH EXIT")])

@@ -1,0 +1,227 @@
+// Logs joined: whatever pieces a log was cut into, and however they come, its blocks come back once and in order.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <map>
+#include <random>
+
+#include "cggtts/schedule.h"
+#include "tests/support/logs.h"
+#include "utils/zeltdata/zeltnav.h"
+#include "zeltlog/asidefile.h"
+#include "zeltlog/logjoin.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+using Blocks = std::vector<ByteVector>;
+using Random = std::minstd_rand;
+
+constexpr int64_t kMinute = 60000;  // ms
+
+// The example's blocks, now and then with one behind it that has no time stamp.
+Blocks exampleBlocks() {
+    const ByteVector log = readLog(kExampleLog);
+    Blocks blocks;
+    for (const Bytes block : blocksOf(viewOf(log))) {
+        blocks.push_back(copyOf(block));
+        if (blocks.size() % 50 != 0) continue;
+        const auto number = static_cast<int64_t>(blocks.size());
+        blocks.push_back(BlockBuilder(4007, 24, 0, kZeltNoTow, kZeltNoWnc).u32(16, number).done());
+    }
+    return blocks;
+}
+
+ByteVector part(const Blocks& blocks, size_t begin, size_t end) {
+    return joined(Blocks(blocks.begin() + static_cast<std::ptrdiff_t>(begin),
+                         blocks.begin() + static_cast<std::ptrdiff_t>(std::min(end, blocks.size()))));
+}
+
+struct Joined {
+    ByteVector log;
+    JoinSummary summary;
+};
+
+Joined join(const Blocks& logs, JoinRequest request = {}) {
+    const ScratchFolder folder;
+    for (size_t i = 0; i < logs.size(); ++i) request.logs.push_back(folder.write(std::to_string(i), logs[i]));
+    Joined result;
+    result.summary = joinLogs(
+        request,
+        [&](Bytes block) {
+            result.log += copyOf(block);
+            return true;
+        },
+        nullptr);
+    return result;
+}
+
+uint64_t lateBlocks(const Joined& result) {
+    uint64_t late = 0;
+    for (const JoinedLog& log : result.summary.logs) late += log.late;
+    return late;
+}
+
+int64_t millisecondOf(const ByteVector& block) { return blockTime(viewOf(block)); }
+
+// The log cut anywhere, within epochs too, but not within its first instant alone, of which many blocks tell. Every
+// piece overlaps the one before it by up to `overlap` blocks, and all come twice.
+Blocks piecesOf(const Blocks& blocks, size_t overlap, Random& random) {
+    Blocks pieces;
+    for (size_t begin = 0, end = 0; begin < blocks.size(); begin = end) {
+        end = begin + (begin == 0 ? 300 : 20) + random() % 60;
+        const size_t from = begin - std::min(begin, overlap == 0 ? 0 : random() % overlap);
+        for (int copy = 0; copy < 2; ++copy) pieces.push_back(part(blocks, from, end));
+    }
+    std::shuffle(pieces.begin(), pieces.end(), random);
+    return pieces;
+}
+
+TEST(Join, GivesTheLogBackThatWasCut) {
+    const Blocks blocks = exampleBlocks();
+    const ByteVector whole = joined(blocks);
+    Random random(3);
+    for (const size_t overlap : {0, 5, 100}) {
+        const Joined result = join(piecesOf(blocks, overlap, random));
+        EXPECT_TRUE(result.log == whole) << overlap;
+        EXPECT_EQ(result.summary.blocks, blocks.size());
+        EXPECT_GE(result.summary.doubles, blocks.size());
+        EXPECT_EQ(lateBlocks(result), 0U);
+    }
+}
+
+// A block that is damaged in one log and whole in the other comes where that has it: of the many of the first instant,
+// each log lacks others.
+TEST(Join, FillsInWhatOneLogLacks) {
+    const Blocks blocks = exampleBlocks();
+    Blocks all;
+    Blocks gaps[2];
+    for (size_t i = 0; i < blocks.size() && secondOf(viewOf(blocks[i])) == secondOf(viewOf(blocks[0])); ++i) {
+        all.push_back(blocks[i]);
+        if (i % 7 != 0) gaps[0].push_back(blocks[i]);
+        if (i % 7 != 3) gaps[1].push_back(blocks[i]);
+    }
+    EXPECT_GT(all.size(), 40U);
+    EXPECT_TRUE(join({joined(gaps[0]), joined(gaps[1])}).log == joined(all));
+}
+
+TEST(Join, SortsWithinItsWindow) {
+    const ByteVector log = readLog(kExampleLog);
+    Blocks blocks;  // no two of one time: their order is the log's
+    for (const Bytes block : blocksOf(viewOf(log))) {
+        if (zeltNumber(block) == kZeltMeasEpoch) blocks.push_back(copyOf(block));
+    }
+    Blocks mixed = blocks;
+    Random random(4);
+    for (auto at = mixed.begin(); at < mixed.end(); at += 8) std::shuffle(at, std::min(at + 8, mixed.end()), random);
+    EXPECT_TRUE(join({joined(mixed)}).log == joined(blocks));
+    EXPECT_TRUE(join({joined(mixed), joined(blocks)}).log == joined(blocks));
+
+    Blocks late = blocks;  // half an hour too late: left behind the one it followed, and said
+    std::rotate(late.begin() + 100, late.begin() + 101, late.begin() + 161);
+    const Joined result = join({joined(late), joined(late)});
+    EXPECT_TRUE(result.log == joined(late));
+    EXPECT_EQ(lateBlocks(result), 2U);
+}
+
+TEST(Join, KeepsWhatIsCurrentBeforeItsFirstTime) {
+    const Blocks blocks = exampleBlocks();
+    const int64_t start = millisecondOf(blocks[0]);
+    const JoinRequest request{{}, start + 90 * kMinute, start + 120 * kMinute, 1};
+    std::map<std::tuple<int, int, int>, size_t> current;  // number, satellite and message: the last block
+    Blocks inside;
+    int64_t time = start;
+    for (size_t i = 0; i < blocks.size(); ++i) {
+        const Bytes block = viewOf(blocks[i]);
+        if (zeltHasTimeStamp(block)) time = millisecondOf(blocks[i]);
+        ZeltNavBlock nav;
+        const bool isNav = zeltFixNavBlock(block, nav);
+        const int number = zeltNumber(block);
+        const bool stays = isNav || number == kZeltReceiverSetup || number == kZeltGpsUtc || number == kZeltUtc2;
+        const std::tuple key(number, isNav ? block.u8(kZeltSvidOffset) : 0,
+                             number == kZeltGalNav ? block.u8(ZeltGalNav::kSource) : 0);
+        if (time < request.from && stays) current[key] = i;
+        if (time >= request.from && time <= request.to) inside.push_back(blocks[i]);
+    }
+    std::vector<size_t> order;
+    for (const auto& [key, index] : current) order.push_back(index);
+    std::sort(order.begin(), order.end());
+    ByteVector expected;
+    for (const size_t index : order) expected += blocks[index];
+    expected += joined(inside);
+    Random random(5);
+    const Joined result = join(piecesOf(blocks, 20, random), request);
+    EXPECT_TRUE(result.log == expected);
+    EXPECT_EQ(result.summary.setups, 1U);
+    EXPECT_EQ(result.summary.first, request.from);
+    EXPECT_EQ(result.summary.last, request.to);
+
+    RunOptions options;
+    options.firstEpochMs = request.from;
+    options.lastEpochMs = request.to;
+    const CreatedFiles whole = convert(joined(blocks), stationConfig(), options);
+    EXPECT_GT(linesOf(whole).size(), 30U);
+    EXPECT_EQ(convert(result.log, stationConfig(), options), whole);
+}
+
+// Seconds between the half minutes reach no track.
+TEST(Join, ThinsMeasurementsOut) {
+    for (const std::string& path : {kExampleLog, kCompactLog}) {
+        const ByteVector log = readLog(path);
+        ByteVector dense;
+        for (const Bytes block : blocksOf(viewOf(log))) {
+            dense += copyOf(block);
+            if (zeltNumber(block) == kZeltMeasEpoch) {
+                dense += BlockBuilder(copyOf(block)).stamp(secondOf(block) + 1).done();
+            }
+        }
+        JoinRequest request;
+        request.everySeconds = kSampleSpacing;
+        EXPECT_TRUE(join({dense}, request).log == join({log}).log) << path;
+    }
+}
+
+TEST(Join, TellsWhatIsWrongWithALog) {
+    const Blocks blocks = exampleBlocks();
+    ByteVector damaged = joined(blocks);
+    const size_t begin = blocks[0].size() + blocks[1].size();
+    damaged[begin + 20] ^= 1;
+    const std::vector<std::string> bad = {"/nowhere/log", fs::temp_directory_path().string()};
+    const Joined result = join({damaged}, {bad, INT64_MIN, INT64_MAX, 1});
+    const std::vector<JoinedLog>& logs = result.summary.logs;
+    EXPECT_EQ(logs[0].fault.place, ZeltFaultPlace::kOpen);
+    EXPECT_TRUE(logs[1].isUnsuitable);
+    EXPECT_EQ(logs[2].strayBytes, static_cast<int64_t>(blocks[2].size()));
+    EXPECT_EQ(logs[2].crcErrors, 1U);
+    EXPECT_EQ(result.log.size(), damaged.size() - blocks[2].size());
+}
+
+TEST(Join, LosesNothingOfManyBlocksAtOneTime) {
+    Blocks blocks;
+    for (int i = 0; i < 5000; ++i) blocks.push_back(BlockBuilder(4007, 24).u32(16, i).done());
+    EXPECT_TRUE(join({joined(blocks)}).log == joined(blocks));
+}
+
+TEST(AsideFile, HasItsNameOnlyWhenWhole) {
+    const ScratchFolder folder;
+    const std::string path = folder.write("out", {'o', 'l', 'd'});
+    const ByteVector bytes(1000000, 'x');
+    fs::create_symlink("/dev/full", path + ".part");
+    {
+        AsideFile full(path);
+        full.write(viewOf(bytes));
+        EXPECT_FALSE(full.finish());
+        EXPECT_NE(full.problem().find(".part: "), std::string::npos);
+    }
+    { AsideFile(path).write(viewOf(bytes)); }
+    EXPECT_EQ(readLog(path), ByteVector({'o', 'l', 'd'}));
+    EXPECT_FALSE(AsideFile(folder.path / "none" / "out").finish());
+    AsideFile good(path);
+    good.write(viewOf(bytes));
+    EXPECT_TRUE(good.finish());
+    EXPECT_EQ(readLog(path), bytes);
+    EXPECT_FALSE(fs::exists(path + ".part"));
+}
+
+}  // namespace

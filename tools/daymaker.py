@@ -1,0 +1,297 @@
+"""One day of an archive: its bounds, and its files made, checked and put in place."""
+
+import datetime
+import functools
+import hashlib
+import json
+import os
+import shutil
+import subprocess
+import sys
+import time
+
+from cggttsfile import LINE_LENGTH, ORIGIN, PERIOD, SECONDS_PER_DAY, SPACING, TRACK_LENGTH, TRACKS_PER_PERIOD
+from logindex import locked, read_json, stamp, unpack, unpacker, write_json
+
+GPS_MJD = 44244  # 1980-01-06
+NAMES = {"G": "GPS", "R": "GLONASS", "E": "Galileo", "C": "BeiDou"}
+REFERENCE_LEAD = 600  # s before a day's first track: compact measurements refer to an epoch before
+SAMPLING = 30  # s, of what tracks use
+LOCK_WAIT = 600  # s for a day that another run is making
+TITLES = b"SAT CL "
+
+
+@functools.lru_cache(maxsize=None)
+def day_bounds(mjd):
+    """Start of the first track that starts on a day and end of the last, s since 1980-01-06."""
+    begin = mjd * SECONDS_PER_DAY
+    period, phase = divmod(begin - ORIGIN, PERIOD)
+    track = min(-(-phase // SPACING), TRACKS_PER_PERIOD)
+    starts = []
+    for number in range(period * TRACKS_PER_PERIOD + track, (period + 2) * TRACKS_PER_PERIOD + 1):
+        whole, rest = divmod(number, TRACKS_PER_PERIOD)
+        start = ORIGIN + whole * PERIOD + rest * SPACING
+        if start >= begin + SECONDS_PER_DAY:
+            break
+        starts.append(start)
+    origin = GPS_MJD * SECONDS_PER_DAY
+    return starts[0] - origin, starts[-1] + TRACK_LENGTH - origin
+
+
+def gps_text(second):
+    """A time as zelt2cggtts and zeltlog take it."""
+    return (datetime.datetime(1980, 1, 6) + datetime.timedelta(seconds=second)).strftime("%Y-%m-%d_%H:%M:%S")
+
+
+def day_path(home, mjd, kind):
+    return os.path.join(home, "days", f"{mjd}.{kind}")
+
+
+class Failed(Exception):
+    """The day cannot be made; why."""
+
+
+def run(words, folder=None):
+    """Runs a program; Failed when it is killed."""
+    result = subprocess.run(words, cwd=folder, capture_output=True, check=False)
+    if result.returncode < 0:
+        raise Failed(f"{os.path.basename(words[0])} was killed by signal {-result.returncode}")
+    return result
+
+
+def messages_of(result):
+    return [line for line in result.stderr.decode(errors="replace").replace("\r", "\n").splitlines() if line.strip()]
+
+
+def join(job, logs, target, words):
+    """Joins logs; the summary, and what is to be said of the logs."""
+    result = run([job["zeltlog"], "join", "--json", "-o", target, *words, *logs])
+    messages = [line.removeprefix("zeltlog: ") for line in messages_of(result)]
+    if not result.stdout:
+        raise Failed("; ".join(messages) or f"zeltlog join: status {result.returncode}")
+    return json.loads(result.stdout), messages, result.returncode == 0
+
+
+def plain_logs(job, work):
+    """The logs of the day, packed ones unpacked; what is wrong with them."""
+    logs, faults = [], []
+    for number, path in enumerate(job["logs"]):
+        plain = path
+        if unpacker(path):
+            plain = os.path.join(work, f"{number}.zelt")
+            fault = unpack(path, plain)
+            faults += [f"{path}: {fault}"] if fault else []
+        logs.append(plain)
+    return logs, faults
+
+
+def current_blocks(job, path, work):
+    """What is current at the end of a log, as a log that is kept; None when no receiver's setup is."""
+    key = hashlib.sha256(f"{path}\0{stamp(path)}".encode(errors="surrogateescape")).hexdigest()[:32]
+    kept = os.path.join(job["home"], "setups", key)
+    if not os.path.exists(kept):
+        plain, target = path, os.path.join(work, "setup.zelt")
+        if unpacker(path):
+            plain = os.path.join(work, "earlier.zelt")
+            unpack(path, plain)
+        try:
+            summary, _, _ = join(job, [plain], target, ["--from", gps_text(job["end"])])
+        except Failed:
+            summary = {"receiver_setups": 0}
+        if not summary["receiver_setups"]:
+            open(target, "wb").close()
+        os.makedirs(os.path.dirname(kept), exist_ok=True)
+        os.replace(target, kept)
+    return kept if os.path.getsize(kept) else None
+
+
+def earlier_setup(job, work):
+    """The newest setup before the logs of the day, as a log; None where there is none."""
+    index = read_json(os.path.join(job["home"], "index.json"), {}).get("logs", {})
+    earlier = [(entry["span"][1], path) for path, entry in index.items()
+               if entry["span"] and entry["span"][1] < job["begin"] and path not in job["logs"]]
+    for _, path in sorted(earlier, reverse=True):
+        try:
+            found = current_blocks(job, path, work)
+        except OSError:
+            continue
+        if found:
+            return found
+    return None
+
+
+def join_day(job, work):
+    """Joins the logs of the day with what was current before: the log, and what is wrong with its parts."""
+    target = os.path.join(work, "day.zelt")
+    words = ["--from", gps_text(job["begin"] - REFERENCE_LEAD), "--to", gps_text(job["end"]), "--every", str(SAMPLING)]
+    logs, faults = plain_logs(job, work)
+    summary, messages, is_whole = join(job, logs, target, words)
+    if not summary["receiver_setups"] and (setup := earlier_setup(job, work)):
+        join(job, [setup, *logs], target, words)
+    for number, path in enumerate(job["logs"]):
+        messages = [message.replace(os.path.join(work, f"{number}.zelt"), path) for message in messages]
+    return messages, faults if is_whole else faults + messages
+
+
+def convert(job, folder):
+    words = [*job["options"], "-b", gps_text(job["begin"]), "-e", gps_text(job["end"]), "-f", "../day.zelt"]
+    os.mkdir(folder)
+    result = run([job["program"], *words], folder)
+    if result.returncode != 0:
+        raise Failed("; ".join(messages_of(result)) or f"zelt2cggtts: status {result.returncode}")
+    tracks = run([job["zeltlog"], "tracks", "--json", "--summary", *words], folder)
+    if tracks.returncode != 0:
+        raise Failed("; ".join(messages_of(tracks)) or f"zeltlog tracks: status {tracks.returncode}")
+    return json.loads(tracks.stdout)
+
+
+def final_name(name, mjd):
+    """The program names a file after its first sample, which may lie behind midnight."""
+    return f"{name[:6]}{mjd // 1000:02d}.{mjd % 1000:03d}{name[12:]}"
+
+
+def count_lines(path):
+    """The data lines of a file; 0 where there is none."""
+    try:
+        with open(path, "rb") as file:
+            lines = file.read().split(b"\n")
+    except FileNotFoundError:
+        return 0
+    data = next((i for i, line in enumerate(lines) if line.startswith(TITLES)), len(lines)) + 2
+    return sum(len(line) == LINE_LENGTH for line in lines[data:])
+
+
+def check(folder, mjd, summary):
+    """Compares the files with what must be there. {final name: lines}."""
+    expected = {name: summary[name]["line"] for name in NAMES.values()}
+    counts = {}
+    for name in sorted(os.listdir(folder)):
+        path = os.path.join(folder, name)
+        with open(path, "rb") as file:
+            header, titles, body = file.read().partition(b"\n" + TITLES)
+        lines = body.split(b"\n")[2:]
+        is_sound = (header.startswith(b"CGGTTS") and titles and lines and lines[-1] == b"" and
+                    all(len(line) == LINE_LENGTH and line[7:12] == b"%5d" % mjd for line in lines[:-1]))
+        if not is_sound or len(lines) - 1 != expected[NAMES[name[0]]]:
+            raise Failed(f"{name} was not written whole: is the disk full?")
+        counts[final_name(name, mjd)] = len(lines) - 1
+        os.rename(path, os.path.join(folder, final_name(name, mjd)))
+    missing = [name for letter, name in NAMES.items() if expected[name] and letter not in {n[0] for n in counts}]
+    if missing:
+        raise Failed(f"the file of {missing[0]} was not written: is the disk full?")
+    return counts
+
+
+def make_strict(folder, names):
+    tool = os.path.join(os.path.dirname(os.path.realpath(__file__)), "strict-cggtts")
+    strict = folder + ".strict"
+    result = run([sys.executable, tool, "-o", strict, *(os.path.join(folder, name) for name in names)])
+    if result.returncode != 0:
+        raise Failed("; ".join(messages_of(result)))
+    return strict
+
+
+def flush(path):
+    """Makes sure that a file, or what a folder lists, is on the disk."""
+    number = os.open(path, os.O_RDONLY)
+    try:
+        os.fsync(number)
+    finally:
+        os.close(number)
+
+
+def losses(job, counts, record):
+    """What the files in place have more of."""
+    found = []
+    for name in sorted({*counts, *record.get("files", {})}):
+        before, now = count_lines(os.path.join(job["out"], name)), counts.get(name, 0)
+        if now < before:
+            found.append(f"{name}: {now} lines in place of {before}")
+    return found
+
+
+def put_in_place(job, folder, counts, record):
+    for name in counts:
+        flush(os.path.join(folder, name))
+    for name in counts:
+        os.replace(os.path.join(folder, name), os.path.join(job["out"], name))
+    for name in set(record.get("files", {})) - set(counts):  # of options that made more files
+        if os.path.exists(os.path.join(job["out"], name)):
+            os.unlink(os.path.join(job["out"], name))
+    flush(job["out"])
+
+
+def sizes(folder, names):
+    """The sizes of files that are there."""
+    found = {}
+    for name in names:
+        try:
+            found[name] = os.path.getsize(os.path.join(folder, name))
+        except OSError:
+            pass
+    return found
+
+
+def is_done(job, record):
+    """True when the record is of the same day made of the same, and the files are there as it says."""
+    return record.get("made_of") == job["made_of"] and sizes(job["out"], record["files"]) == record["sizes"]
+
+
+def build(job, work, record):
+    """Makes the day; its new record."""
+    notes, faults = join_day(job, work)
+    folder = os.path.join(work, "files")
+    tracks = convert(job, folder)
+    counts = check(folder, job["mjd"], tracks["summary"])
+    if job["strict"] and counts:
+        folder = make_strict(folder, counts)
+    new = {"mjd": job["mjd"], "made_of": job["made_of"], "notes": notes, "faults": faults, "hours": job["hours"],
+           "is_finished": job["is_finished"], "options": job["options"], "program": job["identity"],
+           "logs": job["logs"], "files": counts, "summary": tracks["summary"], "sentences": tracks["sentences"],
+           "lines": {name: tracks["summary"][name]["line"] for name in NAMES.values()}}
+    lost = [] if job["force"] else losses(job, counts, record)
+    if lost:
+        record = {"files": {}, "sizes": {}, **record, "refused": job["made_of"], "lost": lost}
+        return {**record, "mjd": job["mjd"]}
+    put_in_place(job, folder, counts, record)
+    new["sizes"] = sizes(job["out"], counts)
+    if faults:
+        new["made_of"] = None  # to be made again with the next run
+    return new
+
+
+def make_day_locked(job):
+    record_path = day_path(job["home"], job["mjd"], "json")
+    record = read_json(record_path, {})
+    if is_done(job, record):
+        return  # by another run, meanwhile
+    work = os.path.join(job["home"], "work", str(job["mjd"]))
+    shutil.rmtree(work, ignore_errors=True)
+    os.makedirs(work)
+    try:
+        write_json(record_path, build(job, work, record))
+    finally:
+        shutil.rmtree(work, ignore_errors=True)
+
+
+def make_day(job):
+    """Makes a day and keeps its record. What went wrong, or None."""
+    until = time.monotonic() + LOCK_WAIT
+    try:
+        while True:
+            with locked(day_path(job["home"], job["mjd"], "lock"), wait=False) as is_mine:
+                if is_mine:
+                    return make_day_locked(job)
+            if time.monotonic() > until:
+                return "another run has been making this day for too long"
+            time.sleep(0.2)
+    except Failed as failure:
+        return str(failure)
+    except OSError as error:
+        return f"{error.filename or 'writing'}: {error.strerror}"
+
+
+def make_days(path):
+    """Makes the days of a file of jobs; a result for each goes beside the file."""
+    for job in read_json(path, []):
+        write_json(os.path.join(os.path.dirname(path), f"{job['mjd']}.result"), {"failure": make_day(job)})

@@ -1,0 +1,186 @@
+"""The logs of an archive: found in folders and lists, and the span of each, kept from run to run."""
+
+import concurrent.futures
+import contextlib
+import datetime
+import fcntl
+import json
+import math
+import os
+import shutil
+import subprocess
+import tempfile
+
+UNPACKERS = {".gz": "gzip", ".zst": "zstd", ".xz": "xz", ".bz2": "bzip2"}
+BATCH = 64  # logs told of by one call of zeltlog
+FORMAT = 1
+
+
+def write_json(path, value):
+    """In one step, and on the disk when it returns."""
+    with tempfile.NamedTemporaryFile("w", dir=os.path.dirname(path), prefix=".new-", delete=False) as file:
+        try:
+            json.dump(value, file)
+            file.flush()
+            os.fsync(file.fileno())
+            os.replace(file.name, path)
+        except BaseException:
+            os.unlink(file.name)
+            raise
+
+
+def read_json(path, default=None):
+    """What stands there; the default where nothing, or nothing sensible, does."""
+    try:
+        with open(path, encoding="utf-8") as file:
+            return json.load(file)
+    except (OSError, ValueError):
+        return default
+
+
+@contextlib.contextmanager
+def locked(path, wait=True):
+    """Holds the lock of a file, which stays. Yields False when somebody else holds it and is not to be waited for."""
+    with open(path, "a", encoding="ascii") as file:
+        try:
+            fcntl.flock(file, fcntl.LOCK_EX | (0 if wait else fcntl.LOCK_NB))
+        except BlockingIOError:
+            yield False
+            return
+        yield True
+
+
+@contextlib.contextmanager
+def scratch_folder(home):
+    """A folder for what is unpacked while the index is locked, emptied of what a run that was killed left there."""
+    path = os.path.join(home, "scratch")
+    with locked(os.path.join(home, "index.lock")):
+        shutil.rmtree(path, ignore_errors=True)
+        os.mkdir(path)
+        try:
+            yield path
+        finally:
+            shutil.rmtree(path, ignore_errors=True)
+
+
+def unpacker(path):
+    """The program that unpacks a file, None for a plain one."""
+    return UNPACKERS.get(os.path.splitext(path)[1].lower())
+
+
+def unpack(path, target):
+    """Unpacks a file; what is wrong with it, or None. What comes before a fault is there nevertheless."""
+    with open(target, "wb") as out:
+        result = subprocess.run([unpacker(path), "-dc", "--", path], stdout=out, stderr=subprocess.PIPE, check=False)
+    if result.returncode == 0:
+        return None
+    return result.stderr.decode(errors="replace").strip().replace("\n", "; ") or f"{unpacker(path)} failed"
+
+
+def files_below(folder, left_out):
+    """The files of a folder and those below it, by name; hidden ones and one folder are passed over."""
+    seen = set()
+    for place, folders, names in os.walk(folder, followlinks=True):
+        status = os.stat(place)
+        if (status.st_dev, status.st_ino) in seen or os.path.realpath(place) == left_out:
+            folders.clear()
+            continue
+        seen.add((status.st_dev, status.st_ino))
+        folders[:] = sorted(name for name in folders if not name.startswith("."))
+        for name in sorted(names):
+            path = os.path.join(place, name)
+            if not name.startswith(".") and os.path.isfile(path):
+                yield path
+
+
+def find_files(paths, left_out):
+    """{path: was it named itself}, of files and folders, and what is not there."""
+    files, missing = {}, []
+    for path in map(os.path.abspath, paths):
+        if os.path.isdir(path):
+            for file in files_below(path, left_out):
+                files.setdefault(file, False)
+        elif os.path.isfile(path):
+            files[path] = True
+        else:
+            missing.append(f"{path}: no such file")
+    return files, missing
+
+
+def gps_seconds(text):
+    """Seconds since 1980-01-06 of a time as zeltlog writes it."""
+    return (datetime.datetime.fromisoformat(text) - datetime.datetime(1980, 1, 6)).total_seconds()
+
+
+def plain_spans(zeltlog, paths):
+    """{path: [first, last]} of plain logs; those without a time stamp are left out."""
+    result = subprocess.run([zeltlog, "info", "--json", "--span", *paths], capture_output=True, check=False)
+    spans = {}
+    for line in result.stdout.decode(errors="replace").splitlines():
+        span = json.loads(line)
+        if span["first"]:
+            spans[span["log"]] = [math.floor(gps_seconds(span["first"])), math.ceil(gps_seconds(span["last"]))]
+    return spans
+
+
+def span_of(zeltlog, path, folder):
+    """[first, last] of a log whose name or packing wants care, [] where it has none."""
+    with tempfile.TemporaryDirectory(dir=folder) as work:
+        plain = os.path.join(work, "log")
+        if unpacker(path):
+            unpack(path, plain)
+        else:
+            os.symlink(path, plain)
+        return plain_spans(zeltlog, [plain]).get(plain, [])
+
+
+def look_at(zeltlog, paths, folder):
+    """{path: [first, last] or []} of some logs."""
+    simple = [path for path in paths if not unpacker(path) and path.isprintable() and path.isascii()]
+    spans = plain_spans(zeltlog, simple) if simple else {}
+    found = {path: spans.get(path, []) for path in simple}
+    for path in paths:
+        if path not in found:
+            found[path] = span_of(zeltlog, path, folder)
+    return found
+
+
+def stamp(path):
+    status = os.stat(path)
+    return [status.st_size, status.st_mtime_ns]
+
+
+def index_logs(files, zeltlog, home, jobs, on_progress):
+    """The logs among files: {path: {"stamp": [size, time of change], "span": [first, last]}}, spans in seconds since
+    1980-01-06. Only what is new or changed is opened; the index is kept in the folder `home`. Files without a time
+    stamp have the span []."""
+    for program in {unpacker(path) for path in files} - {None}:
+        if shutil.which(program) is None:
+            raise SystemExit(f"convert-archive: {program} is needed to unpack some logs")
+    with scratch_folder(home) as scratch:
+        path = os.path.join(home, "index.json")
+        kept = read_json(path, {})
+        kept = kept.get("logs", {}) if kept.get("format") == FORMAT else {}
+        index, new = {}, []
+        for file in files:
+            try:
+                entry = {"stamp": stamp(file)}
+            except OSError:
+                continue
+            index[file] = entry
+            if kept.get(file, {}).get("stamp") == entry["stamp"]:
+                entry["span"] = kept[file]["span"]
+            else:
+                new.append(file)
+        plain = [file for file in new if not unpacker(file)]
+        batches = [[file] for file in new if unpacker(file)]  # unpacked one at a time
+        batches += [plain[i:i + BATCH] for i in range(0, len(plain), BATCH)]
+        with concurrent.futures.ThreadPoolExecutor(jobs) as pool:
+            for done, spans in enumerate(pool.map(lambda batch: look_at(zeltlog, batch, scratch), batches), 1):
+                for file, span in spans.items():
+                    index[file]["span"] = span
+                on_progress(done, len(batches))
+        known = {file: entry for file, entry in index.items() if entry["span"] or os.access(file, os.R_OK)}
+        if new:
+            write_json(path, {"format": FORMAT, "logs": {**kept, **known}})
+    return index

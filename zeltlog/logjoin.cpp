@@ -1,0 +1,214 @@
+#include "zeltlog/logjoin.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <memory>
+#include <queue>
+
+#include "utils/zeltdata/zeltmeas.h"
+#include "utils/zeltdata/zeltread.h"
+#include "zeltlog/currentblocks.h"
+#include "zeltlog/logspan.h"
+#include "zeltlog/mergewindow.h"
+
+namespace {
+
+// A log that has blocks, and when to open it.
+struct Source {
+    size_t index = 0;  // in the request
+    int64_t first = 0;
+    int64_t size = 0;  // bytes
+};
+
+// An opened log and its next block.
+struct Reader {
+    ZeltFile file;
+    size_t rank = 0;  // among the sources
+    JoinedLog* log = nullptr;
+    Bytes block;
+    int64_t stamp = kNoTime;  // of the block
+    int64_t place = 0;        // where the block stands: its stamp, or the place of the block before it
+    int64_t placeBefore = 0;  // of the block before it
+    bool isLead = true;       // no block with a time stamp has come yet
+    int64_t blocksEnd = 0;    // file position behind the block
+};
+
+// Earlier places first; at one place the log that began first.
+struct ComesLater {
+    bool operator()(const Reader* a, const Reader* b) const {
+        return a->place != b->place ? a->place > b->place : a->rank > b->rank;
+    }
+};
+
+class Join {
+public:
+    Join(const JoinRequest& request, const WriteBlock& write, const OnProgress& onProgress)
+        : request_(request), write_(write), onProgress_(onProgress) {}
+
+    JoinSummary run();
+
+private:
+    void findSources();
+    void openDue();
+    bool advance(Reader& reader);
+    void takeBlock(Reader& reader);
+    bool isThinnedOut(const Reader& reader) const;
+    void place(Bytes block, int64_t place);
+    void beginWindow();
+    void writeBlock(Bytes block);
+    void closeReader(Reader& reader);
+    void tellProgress(int64_t bytes);
+
+    const JoinRequest& request_;
+    const WriteBlock& write_;
+    const OnProgress& onProgress_;
+    JoinSummary summary_;
+    std::vector<Source> sources_;  // in the order in which they begin
+    size_t opened_ = 0;            // of them
+    std::vector<std::unique_ptr<Reader>> readers_;
+    std::priority_queue<Reader*, std::vector<Reader*>, ComesLater> queue_;
+    MergeWindow window_{[this](Bytes block, int64_t at) { place(block, at); }};
+    CurrentBlocks current_;
+    bool hasBegun_ = false;  // the time window
+    bool isEnded_ = false;   // by who writes
+    int64_t bytesRead_ = 0;
+    int64_t bytesInAll_ = 0;
+};
+
+void Join::findSources() {
+    for (size_t i = 0; i < request_.logs.size(); ++i) {
+        JoinedLog& log = summary_.logs.emplace_back();
+        log.path = request_.logs[i];
+        log.isUnsuitable = !unsuitableText(log.path).empty();
+        if (log.isUnsuitable) continue;
+        const LogSpan span = readLogSpan(log.path);
+        log.fault = span.fault;
+        log.hasBlock = span.hasBlock;
+        const bool isBehind = span.first != kNoTime && span.first > request_.to;
+        if (!span.hasBlock || isBehind) continue;
+        std::error_code ignored;
+        const auto size = static_cast<int64_t>(std::filesystem::file_size(log.path, ignored));
+        sources_.push_back({i, std::max<int64_t>(0, span.first), size});
+        bytesInAll_ += size;
+    }
+    std::stable_sort(sources_.begin(), sources_.end(),
+                     [](const Source& a, const Source& b) { return a.first < b.first; });
+}
+
+// Opens the logs that may have a block before the next one.
+void Join::openDue() {
+    while (opened_ < sources_.size() &&
+           (queue_.empty() || sources_[opened_].first - kMergeWindow <= queue_.top()->place)) {
+        const Source& source = sources_[opened_];
+        auto reader = std::make_unique<Reader>();
+        reader->log = &summary_.logs[source.index];
+        reader->log->fault = {};
+        reader->rank = opened_++;
+        reader->place = source.first;
+        zeltOpenFile(reader->log->path.c_str(), reader->file, ZeltOnFault::kEndFile);
+        if (!advance(*reader)) {
+            closeReader(*reader);
+            continue;
+        }
+        queue_.push(reader.get());
+        readers_.resize(std::max(readers_.size(), opened_));
+        readers_[opened_ - 1] = std::move(reader);
+    }
+}
+
+// Goes on to the reader's next block. False at the end of the log, or well behind the last time wanted.
+bool Join::advance(Reader& reader) {
+    if (zeltGetNextBlock(reader.file, reader.block, kZeltAnyBlock, kZeltAnyBlock, 0) != kZeltFound) return false;
+    const int64_t end = zeltGetFilePos(reader.file);
+    reader.log->strayBytes += end - static_cast<int64_t>(reader.block.size) - reader.blocksEnd;
+    tellProgress(end - reader.blocksEnd);
+    reader.blocksEnd = end;
+    reader.stamp = blockTime(reader.block);
+    reader.placeBefore = reader.place;
+    if (reader.stamp == kNoTime) return true;
+    reader.isLead = false;
+    reader.place = reader.stamp;
+    return request_.to > INT64_MAX - kMergeWindow || reader.stamp <= request_.to + kMergeWindow;
+}
+
+bool Join::isThinnedOut(const Reader& reader) const {
+    return request_.everySeconds > 1 && reader.stamp != kNoTime && zeltIsMeasBlock(reader.block) &&
+           zeltTow(reader.block) / 1000 % request_.everySeconds != 0;
+}
+
+void Join::takeBlock(Reader& reader) {
+    if (isThinnedOut(reader)) return;
+    if (window_.isPast(reader.place)) {
+        if (reader.stamp != kNoTime) ++reader.log->late;
+        reader.place = std::max(reader.placeBefore, window_.earliestPlace());
+    }
+    window_.add(reader.block, reader.place, reader.rank, reader.isLead);
+}
+
+// Takes a block from the window, in order.
+void Join::place(Bytes block, int64_t at) {
+    const int64_t stamp = blockTime(block);
+    const int64_t time = stamp == kNoTime ? at : stamp;
+    if (time < request_.from) return current_.note(block, time);
+    if (time > request_.to) return;
+    beginWindow();
+    writeBlock(block);
+    if (stamp == kNoTime) return;
+    summary_.first = summary_.first == kNoTime ? time : std::min(summary_.first, time);
+    summary_.last = std::max(summary_.last, time);
+}
+
+void Join::beginWindow() {
+    if (hasBegun_) return;
+    hasBegun_ = true;
+    current_.handOut([this](Bytes block) { writeBlock(block); });
+}
+
+void Join::writeBlock(Bytes block) {
+    if (isEnded_) return;
+    isEnded_ = !write_(block);
+    ++summary_.blocks;
+    summary_.bytes += static_cast<int64_t>(block.size);
+    if (zeltNumber(block) == kZeltReceiverSetup) ++summary_.setups;
+}
+
+void Join::closeReader(Reader& reader) {
+    const bool isRead =
+        zeltGetNextBlock(reader.file, reader.block, kZeltAnyBlock, kZeltAnyBlock, kZeltPeek) != kZeltFound;
+    if (isRead && reader.file.window.isOpen()) {
+        reader.log->strayBytes += std::max<int64_t>(0, zeltGetFileLength(reader.file) - reader.blocksEnd);
+    }
+    reader.log->crcErrors = reader.file.crcErrorCount;
+    if (reader.file.window.fault().place != ZeltFaultPlace::kNone) reader.log->fault = reader.file.window.fault();
+    zeltCloseFile(reader.file);
+}
+
+void Join::tellProgress(int64_t bytes) {
+    bytesRead_ += bytes;
+    if (onProgress_) onProgress_(100 * static_cast<float>(bytesRead_) / static_cast<float>(bytesInAll_));
+}
+
+JoinSummary Join::run() {
+    findSources();
+    for (openDue(); !queue_.empty() && !isEnded_; openDue()) {
+        Reader& reader = *queue_.top();
+        takeBlock(reader);
+        queue_.pop();
+        if (advance(reader)) {
+            queue_.push(&reader);
+        } else {
+            closeReader(reader);
+            readers_[reader.rank].reset();
+        }
+    }
+    window_.flush();
+    beginWindow();
+    summary_.doubles = window_.doubles();
+    return summary_;
+}
+
+}  // namespace
+
+JoinSummary joinLogs(const JoinRequest& request, const WriteBlock& write, const OnProgress& onProgress) {
+    return Join(request, write, onProgress).run();
+}

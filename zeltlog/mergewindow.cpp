@@ -1,0 +1,113 @@
+#include "zeltlog/mergewindow.h"
+
+#include <algorithm>
+
+namespace {
+
+// Bounds of what is held. Receivers stay far below them; a log of any other bytes may not make the window grow, nor
+// make it search long.
+constexpr size_t kMostHeld = size_t{64} * 1024 * 1024;
+constexpr size_t kMostEntries = 1024;     // at one time
+constexpr size_t kGroupOverhead = 256;    // bytes
+constexpr size_t kMostUnused = 16;        // groups
+constexpr size_t kMostKept = 256 * 1024;  // bytes that an unused group may keep
+
+}  // namespace
+
+size_t MergeWindow::findBlock(const Group& group, Bytes block) {
+    const uint64_t head = block.u64(0);
+    for (size_t i = 0; i < group.entries.size(); ++i) {
+        const Entry& entry = group.entries[i];
+        if (entry.head != head || entry.size != block.size) continue;
+        if (std::memcmp(group.bytes.data() + entry.offset, block.data, block.size) == 0) return i;
+    }
+    return kNoEntry;
+}
+
+MergeWindow::Groups::iterator MergeWindow::groupAt(int64_t place) {
+    if (!groups_.empty() && groups_.rbegin()->first == place) return std::prev(groups_.end());
+    const auto at = groups_.lower_bound(place);
+    if (at != groups_.end() && at->first == place) return at;
+    held_ += kGroupOverhead;
+    if (unused_.empty()) return groups_.try_emplace(at, place);
+    Groups::node_type node = std::move(unused_.back());
+    unused_.pop_back();
+    node.key() = place;
+    return groups_.insert(at, std::move(node));
+}
+
+bool MergeWindow::wasLast(Groups::iterator at, Bytes block) {
+    return at != groups_.begin() && findBlock(std::prev(at)->second, block) != kNoEntry;
+}
+
+// The log goes on behind the block found; what it had at this time before goes to the front of it.
+void MergeWindow::noteDouble(Group& group, size_t found) {
+    ++doubles_;
+    if (runHasMet_) {
+        next_ = std::max(next_, found + 1);
+        return;
+    }
+    if (found >= runBegin_) return;  // a double within the log itself
+    const auto begin = group.entries.begin();
+    std::rotate(begin + static_cast<std::ptrdiff_t>(found), begin + static_cast<std::ptrdiff_t>(runBegin_),
+                group.entries.end());
+    next_ = found + (group.entries.size() - runBegin_) + 1;
+    runHasMet_ = true;
+}
+
+void MergeWindow::insert(Group& group, Bytes block) {
+    const size_t at = runHasMet_ ? next_++ : group.entries.size();
+    group.entries.insert(group.entries.begin() + static_cast<std::ptrdiff_t>(at),
+                         {block.u64(0), group.bytes.size(), block.size});
+    group.bytes.insert(group.bytes.end(), block.data, block.data + block.size);
+    held_ += block.size + sizeof(Entry);
+}
+
+void MergeWindow::add(Bytes block, int64_t place, size_t log, bool isLead) {
+    latest_ = std::max(latest_, place);
+    auto at = groupAt(place);
+    if (at->second.entries.size() >= kMostEntries) {
+        while (!groups_.empty() && groups_.begin()->first <= place) handOutFirst();
+        at = groupAt(place);
+        runLog_ = SIZE_MAX;
+    }
+    Group& group = at->second;
+    if (runLog_ != log || runPlace_ != place) {
+        runLog_ = log;
+        runPlace_ = place;
+        runHasMet_ = false;
+        runBegin_ = group.entries.size();
+    }
+    const size_t found = findBlock(group, block);
+    if (found != kNoEntry) {
+        noteDouble(group, found);
+    } else if (isLead && wasLast(at, block)) {
+        ++doubles_;
+    } else {
+        insert(group, block);
+    }
+    makeRoom();
+}
+
+void MergeWindow::makeRoom() {
+    while (!groups_.empty() && (groups_.begin()->first < latest_ - kMergeWindow || held_ > kMostHeld)) handOutFirst();
+}
+
+void MergeWindow::handOutFirst() {
+    Groups::node_type node = groups_.extract(groups_.begin());
+    Group& group = node.mapped();
+    gone_ = node.key();
+    if (runPlace_ == gone_) runLog_ = SIZE_MAX;
+    held_ -= kGroupOverhead;
+    for (const Entry& entry : group.entries) {
+        held_ -= entry.size + sizeof(Entry);
+        onBlock_({group.bytes.data() + entry.offset, entry.size}, gone_);
+    }
+    group.bytes.clear();
+    group.entries.clear();
+    if (unused_.size() < kMostUnused && group.bytes.capacity() <= kMostKept) unused_.push_back(std::move(node));
+}
+
+void MergeWindow::flush() {
+    while (!groups_.empty()) handOutFirst();
+}
