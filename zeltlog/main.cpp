@@ -1,6 +1,6 @@
 // zeltlog: what is in a log, and what becomes of it.
 #include "app/standardstreams.h"
-#include "cggtts/writer.h"
+#include "cggtts/version.h"
 #include "zeltlog/commands.h"
 
 int main(int argc, char** argv) {
