@@ -172,7 +172,7 @@ void EpochTimes::add(int64_t t) {
     if (latest != kNoTime && t < latest) ++backwards;
     if (latest != kNoTime && t > latest) {
         const int64_t distance = t - latest;
-        if (distances.size() < kDistances || distances.count(distance) != 0) ++distances[distance];
+        if (distances.size() < kDistances || distances.contains(distance)) ++distances[distance];
         const auto at =
             std::find_if(longest.begin(), longest.end(), [&](const Gap& gap) { return gap.to - gap.from < distance; });
         if (at != longest.end() || longest.size() < kLongestGaps) longest.insert(at, {latest, t});

@@ -3,6 +3,8 @@
 #include "cggtts/version.h"
 #include "zeltlog/commands.h"
 
+// What CLI11 throws but for wrong words is a fault of this program and ends it.
+// NOLINTNEXTLINE(bugprone-exception-escape)
 int main(int argc, char** argv) {
     openClosedStandardStreams();
     CLI::App app("zeltlog tells what is in the Zelt logs of a GNSS timing receiver.", "zeltlog");
