@@ -9,7 +9,7 @@
 #include "app/helptext.h"
 #include "app/messages.h"
 #include "cggtts/constellations.h"
-#include "cggtts/writer.h"
+#include "cggtts/version.h"
 #include "utils/geometry/geometry.h"
 #include "utils/zeltdata/zeltread.h"
 #include "utils/zeltdata/zeltsetup.h"

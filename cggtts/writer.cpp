@@ -7,6 +7,7 @@
 #include <limits>
 
 #include "cggtts/schedule.h"
+#include "cggtts/version.h"
 #include "utils/geometry/constants.h"
 #include "utils/geometry/navtools.h"
 #include "utils/geometry/satnames.h"

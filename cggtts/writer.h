@@ -10,8 +10,6 @@
 #include "cggtts/dataline.h"
 #include "cggtts/runconfig.h"
 
-constexpr const char* kProgramVersion = "zelt2cggtts-" ZELT_VERSION;
-
 // What the header says beyond the run configuration, in the words of its lines.
 struct HeaderTexts {
     std::string receiverName;     // RCVR and IMS

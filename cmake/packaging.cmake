@@ -1,19 +1,27 @@
-# What is installed beside the program, and the packages that CPack makes of it: with ZELT_STATIC a .tar.gz, else a
-# .deb. scripts/package makes both; they need SOURCE_DATE_EPOCH in the environment.
+# What is installed, and the packages that CPack makes of it: with ZELT_STATIC a .tar.gz, else a .deb. scripts/package
+# makes both; they need SOURCE_DATE_EPOCH in the environment.
 
 set(docs ${CMAKE_INSTALL_DOCDIR})
 set(data ${CMAKE_INSTALL_DATADIR}/zelt2cggtts)
 
+set(programs zelt2cggtts)
+if(ZELT_LOG)
+  list(APPEND programs zeltlog)
+  # The libraries that zeltlog is built with want their licences beside it; Debian's packages have them here.
+  foreach(library libcli11-dev libeigen3-dev nlohmann-json3-dev)
+    install(FILES /usr/share/doc/${library}/copyright DESTINATION ${docs}/libraries RENAME ${library} OPTIONAL)
+  endforeach()
+endif()
+
+install(TARGETS ${programs} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 install(FILES README.md CHANGELOG.md LICENSE doc/method.md DESTINATION ${docs})
 if(NOT WIN32)
   set(completions ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
   install(FILES examples/esbc-2020-06-25-3h.zelt DESTINATION ${docs}/examples)
-  install(FILES doc/zelt2cggtts.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
-  install(FILES completions/zelt2cggtts DESTINATION ${completions})
-  if(TARGET zeltlog)
-    install(FILES doc/zeltlog.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
-    install(FILES completions/zeltlog DESTINATION ${completions})
-  endif()
+  foreach(program IN LISTS programs)
+    install(FILES doc/${program}.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
+    install(FILES completions/${program} DESTINATION ${completions})
+  endforeach()
   install(PROGRAMS tools/slurm-archive.sbatch DESTINATION ${data})
   install(FILES tools/cggttsfile.py tools/daymaker.py tools/drawing.py tools/logindex.py tools/optionsfile.py
                 tools/timeseries.py
@@ -40,7 +48,8 @@ set(CPACK_PACKAGE_DESCRIPTION
 files of version 2E for time transfer: one file each for GPS, GLONASS, Galileo
 and BeiDou, one line per satellite and 13-minute track.
 .
-Tools beside it convert whole archives of logs in parallel, check CGGTTS files,
+zeltlog, beside it, tells what a log holds and what became of each track. Tools
+convert whole archives of logs in parallel, check CGGTTS files,
 compare the clocks of two stations by them and draw them.")
 set(CPACK_PACKAGE_VENDOR "the zelt2cggtts authors")
 set(CPACK_PACKAGE_CONTACT "the zelt2cggtts authors <maintainers@example.invalid>")

@@ -10,4 +10,4 @@
 void addInfoCommand(CLI::App& app, int& status);
 void addJoinCommand(CLI::App& app, int& status);
 void addTracksCommand(CLI::App& app, int& status);
-void addPositionCommand(CLI::App& app, int& status);  // in builds with the position filter
+void addPositionCommand(CLI::App& app, int& status);

@@ -178,7 +178,7 @@ void EpochTimes::add(int64_t t) {
     if (latest != kNoTime && t > latest) {
         const int64_t distance = t - latest;
         // Bounded, as a damaged log may have a new distance at every epoch; the regular one comes early.
-        if (distances.size() < kDistances || distances.count(distance) != 0) ++distances[distance];
+        if (distances.size() < kDistances || distances.contains(distance)) ++distances[distance];
         const auto at =
             std::find_if(longest.begin(), longest.end(), [&](const Gap& gap) { return gap.to - gap.from < distance; });
         if (at != longest.end() || longest.size() < kLongestGaps) longest.insert(at, {latest, t});

@@ -58,7 +58,7 @@ std::string faultText(const std::string& path, const ZeltFault& fault) {
 }
 
 std::string noBlockText(const std::string& path) {
-    const std::string text = "no Zelt block in " + path;
+    std::string text = "no Zelt block in " + path;
     const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(path.c_str(), "rb"), std::fclose);
     if (file == nullptr) return text;
     char bytes[kLookedAt];

@@ -5,7 +5,9 @@
 #include <string>
 
 // As snprintf, of any length.
-#if defined(__GNUC__)
+#if defined(__MINGW32__)
+__attribute__((format(gnu_printf, 1, 2)))  // its C++ library formats so, not as Windows does
+#elif defined(__GNUC__)
 __attribute__((format(printf, 1, 2)))
 #endif
 std::string

@@ -81,22 +81,22 @@ uint64_t TrackReport::total(const Constellation& constellation) const {
 // Faults of the log as a whole, which keep tracks of every constellation from coming out.
 std::vector<std::string> TrackReport::logSentences() const {
     if (epochTimes_.count == 0) return {"The log holds no measurement epoch."};
-    std::vector<std::string> sentences;
+    std::vector<std::string> all;
     const int64_t interval = epochTimes_.interval();
     if (epochTimes_.onHalfMinute == 0) {
-        sentences.push_back(formatText("No epoch lies at a multiple of 30 s: the first is at %s.",
-                                       formatTime(epochTimes_.span.first).c_str()));
+        all.push_back(formatText("No epoch lies at a multiple of 30 s: the first is at %s.",
+                                 formatTime(epochTimes_.span.first).c_str()));
     } else if (interval > kSampleMilliseconds) {
-        sentences.push_back("Epochs are " + formatDuration(interval) + " apart; tracks need one every 30 s.");
+        all.push_back("Epochs are " + formatDuration(interval) + " apart; tracks need one every 30 s.");
     }
     if (epochTimes_.gapCount() != 0) {
         const EpochTimes::Gap& gap = epochTimes_.longest[0];
-        sentences.push_back(formatText("The log has %s, %s in all, the longest from %s to %s.",
-                                       countText(epochTimes_.gapCount(), "gap").c_str(),
-                                       formatDuration(epochTimes_.missingTime()).c_str(), formatTime(gap.from).c_str(),
-                                       formatTime(gap.to).c_str()));
+        all.push_back(formatText("The log has %s, %s in all, the longest from %s to %s.",
+                                 countText(epochTimes_.gapCount(), "gap").c_str(),
+                                 formatDuration(epochTimes_.missingTime()).c_str(), formatTime(gap.from).c_str(),
+                                 formatTime(gap.to).c_str()));
     }
-    return sentences;
+    return all;
 }
 
 // A constellation that gives lines needs no sentence: its counts say what the others missed.
