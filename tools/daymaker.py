@@ -70,7 +70,11 @@ def join(job, logs, target, words):
     messages = [line.removeprefix("zeltlog: ") for line in messages_of(result)]
     if not result.stdout:
         raise Failed("; ".join(messages) or f"zeltlog join: status {result.returncode}")
-    return json.loads(result.stdout), messages, result.returncode == 0
+    summary = json.loads(result.stdout)
+    if summary["conflicts"]:
+        raise Failed(f"{summary['conflicts']} measurement blocks differ from another log's of the same time: are all "
+                     "logs of one receiver?")
+    return summary, messages, result.returncode == 0
 
 
 def plain_logs(job, work):
