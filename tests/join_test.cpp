@@ -197,6 +197,20 @@ TEST(Join, TellsWhatIsWrongWithALog) {
     EXPECT_EQ(result.log.size(), damaged.size() - blocks[2].size());
 }
 
+TEST(Join, CountsMeasurementsOfAnotherReceiver) {
+    const Blocks blocks = exampleBlocks();
+    Blocks other = blocks;
+    uint64_t epochs = 0;
+    for (ByteVector& block : other) {
+        if (zeltNumber(viewOf(block)) != kZeltMeasEpoch) continue;
+        block = BlockBuilder(block).u8(block.size() - 1, 0x55).done();
+        ++epochs;
+    }
+    EXPECT_EQ(join({joined(blocks), joined(other)}).summary.conflicts, epochs);
+    EXPECT_EQ(join({joined(blocks), joined(blocks)}).summary.conflicts, 0U);
+    EXPECT_EQ(join({readLog(kCompactLog), joined(blocks)}).summary.conflicts, 0U);
+}
+
 TEST(Join, LosesNothingOfManyBlocksAtOneTime) {
     Blocks blocks;
     for (int i = 0; i < 5000; ++i) blocks.push_back(BlockBuilder(4007, 24).u32(16, i).done());

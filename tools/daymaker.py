@@ -11,12 +11,13 @@ import sys
 import time
 
 from cggttsfile import LINE_LENGTH, ORIGIN, PERIOD, SECONDS_PER_DAY, SPACING, TRACK_LENGTH, TRACKS_PER_PERIOD
-from logindex import locked, read_json, stamp, unpack, unpacker, write_json
+from logindex import locked, read_json, unpack, unpacker, write_json
 
 GPS_MJD = 44244  # 1980-01-06
 NAMES = {"G": "GPS", "R": "GLONASS", "E": "Galileo", "C": "BeiDou"}
 REFERENCE_LEAD = 600  # s before a day's first track: compact measurements refer to an epoch before
 SAMPLING = 30  # s, of what tracks use
+LOGS_AT_ONCE = 64  # searched for a setup
 LOCK_WAIT = 600  # s for a day that another run is making
 TITLES = b"SAT CL "
 
@@ -69,7 +70,11 @@ def join(job, logs, target, words):
     messages = [line.removeprefix("zeltlog: ") for line in messages_of(result)]
     if not result.stdout:
         raise Failed("; ".join(messages) or f"zeltlog join: status {result.returncode}")
-    return json.loads(result.stdout), messages, result.returncode == 0
+    summary = json.loads(result.stdout)
+    if summary["conflicts"]:
+        raise Failed(f"{summary['conflicts']} measurement blocks differ from another log's of the same time: are all "
+                     "logs of one receiver?")
+    return summary, messages, result.returncode == 0
 
 
 def plain_logs(job, work):
@@ -85,39 +90,57 @@ def plain_logs(job, work):
     return logs, faults
 
 
-def current_blocks(job, path, work):
-    """What is current at the end of a log, as a log that is kept; None when no receiver's setup is."""
-    key = hashlib.sha256(f"{path}\0{stamp(path)}".encode(errors="surrogateescape")).hexdigest()[:32]
-    kept = os.path.join(job["home"], "setups", key)
-    if not os.path.exists(kept):
-        plain, target = path, os.path.join(work, "setup.zelt")
+def setup_of(job, paths, work, target):
+    """Writes what is current at the end of some logs where a receiver's setup is among it; was it?"""
+    logs = []
+    for number, path in enumerate(paths):
+        logs.append(os.path.join(work, f"earlier{number}") if unpacker(path) else path)
         if unpacker(path):
-            plain = os.path.join(work, "earlier.zelt")
-            unpack(path, plain)
-        try:
-            summary, _, _ = join(job, [plain], target, ["--from", gps_text(job["end"])])
-        except Failed:
-            summary = {"receiver_setups": 0}
-        if not summary["receiver_setups"]:
-            open(target, "wb").close()
-        os.makedirs(os.path.dirname(kept), exist_ok=True)
-        os.replace(target, kept)
-    return kept if os.path.getsize(kept) else None
+            unpack(path, logs[-1])
+    try:
+        summary, _, _ = join(job, logs, target, ["--from", gps_text(job["end"]), "--every", "604800"])
+    except Failed:  # no log, or none any more
+        return False
+    return summary["receiver_setups"] > 0
+
+
+def look_for_setups(job, paths, work, known):
+    """Finds out which of some logs, newest first, is the first with a setup."""
+    new = [path for path in paths if path not in known]
+    target = os.path.join(work, "setup.zelt")
+    if not any(map(unpacker, new)) and len(new) > 1 and not setup_of(job, new, work, target):
+        known.update(dict.fromkeys(new, ""))  # the usual case in one go
+        return
+    for path in new:
+        known[path] = ""
+        if setup_of(job, [path], work, target):
+            known[path] = hashlib.sha256(path.encode(errors="surrogateescape")).hexdigest()[:32] + ".zelt"
+            os.replace(target, os.path.join(job["home"], "setups", known[path]))
+            return
 
 
 def earlier_setup(job, work):
-    """The newest setup before the logs of the day, as a log; None where there is none."""
+    """The newest setup before the logs of the day, as a log; None where there is none. What is found out of logs is
+    kept, so that none is read for it twice."""
     index = read_json(os.path.join(job["home"], "index.json"), {}).get("logs", {})
-    earlier = [(entry["span"][1], path) for path, entry in index.items()
-               if entry["span"] and entry["span"][1] < job["begin"] and path not in job["logs"]]
-    for _, path in sorted(earlier, reverse=True):
-        try:
-            found = current_blocks(job, path, work)
-        except OSError:
-            continue
-        if found:
-            return found
-    return None
+    earlier = sorted(((entry["span"][1], path) for path, entry in index.items()
+                      if entry["span"] and entry["span"][1] < job["begin"] and path not in job["logs"]), reverse=True)
+    paths = [path for _, path in earlier]
+    folder = os.path.join(job["home"], "setups")
+    os.makedirs(folder, exist_ok=True)
+    with locked(os.path.join(folder, "lock")):
+        kept = read_json(os.path.join(folder, "known.json"), {})
+        known = {path: name for path, (change, name) in kept.items() if index.get(path, {}).get("stamp") == change}
+        found = None
+        for begin in range(0, len(paths), LOGS_AT_ONCE):
+            some = paths[begin:begin + LOGS_AT_ONCE]
+            look_for_setups(job, some, work, known)
+            found = next((known[path] for path in some if known.get(path)), None)
+            if found:
+                break
+        write_json(os.path.join(folder, "known.json"),
+                   {path: [index[path]["stamp"], name] for path, name in known.items()})
+    return os.path.join(folder, found) if found else None
 
 
 def join_day(job, work):
@@ -127,7 +150,8 @@ def join_day(job, work):
     logs, faults = plain_logs(job, work)
     summary, messages, is_whole = join(job, logs, target, words)
     if not summary["receiver_setups"] and (setup := earlier_setup(job, work)):
-        join(job, [setup, *logs], target, words)
+        os.rename(target, target + ".bare")
+        join(job, [setup, target + ".bare"], target, words)
     for number, path in enumerate(job["logs"]):
         messages = [message.replace(os.path.join(work, f"{number}.zelt"), path) for message in messages]
     return messages, faults if is_whole else faults + messages

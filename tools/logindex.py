@@ -18,15 +18,17 @@ FORMAT = 1
 
 def write_json(path, value):
     """In one step, and on the disk when it returns."""
-    with tempfile.NamedTemporaryFile("w", dir=os.path.dirname(path), prefix=".new-", delete=False) as file:
-        try:
+    new = os.path.join(os.path.dirname(path), f".new-{os.uname().nodename}-{os.getpid()}")
+    try:
+        with open(new, "w", encoding="ascii") as file:
             json.dump(value, file)
             file.flush()
             os.fsync(file.fileno())
-            os.replace(file.name, path)
-        except BaseException:
-            os.unlink(file.name)
-            raise
+        os.replace(new, path)
+    except BaseException:
+        with contextlib.suppress(OSError):
+            os.unlink(new)
+        raise
 
 
 def read_json(path, default=None):

@@ -75,9 +75,13 @@ bool reportLog(const JoinedLog& log) {
 
 void printSummary(const JoinOptions& options, const JoinSummary& summary) {
     if (options.asJson) {
-        const nlohmann::ordered_json json = {{"log", options.output},           {"blocks", summary.blocks},
-                                             {"bytes", summary.bytes},          {"receiver_setups", summary.setups},
-                                             {"doubles", summary.doubles},      {"first", formatTime(summary.first)},
+        const nlohmann::ordered_json json = {{"log", options.output},
+                                             {"blocks", summary.blocks},
+                                             {"bytes", summary.bytes},
+                                             {"receiver_setups", summary.setups},
+                                             {"doubles", summary.doubles},
+                                             {"conflicts", summary.conflicts},
+                                             {"first", formatTime(summary.first)},
                                              {"last", formatTime(summary.last)}};
         std::printf("%s\n", json.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace).c_str());
         return;
@@ -108,6 +112,10 @@ int runJoin(JoinOptions& options) {
     if (summary.blocks == 0 && file.problem().empty()) {
         complain("no block of the logs lies in the window: " + options.output + " is not written");
         return kUnreadableLog;
+    }
+    if (summary.conflicts != 0) {
+        complain(countText(summary.conflicts, "measurement block") +
+                 " differ from another log's of the same time: are all logs of one receiver?");
     }
     if (!file.finish()) {
         complain(file.problem());

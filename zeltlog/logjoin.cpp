@@ -204,6 +204,7 @@ JoinSummary Join::run() {
     window_.flush();
     beginWindow();
     summary_.doubles = window_.doubles();
+    summary_.conflicts = window_.conflicts();
     return summary_;
 }
 

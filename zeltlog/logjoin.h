@@ -42,6 +42,7 @@ struct JoinSummary {
     uint64_t setups = 0;          // ReceiverSetup blocks among them
     int64_t bytes = 0;
     uint64_t doubles = 0;     // left out
+    uint64_t conflicts = 0;   // measurement blocks that another log has otherwise at the same time
     int64_t first = kNoTime;  // of the blocks written, those in front not counted
     int64_t last = kNoTime;
 };

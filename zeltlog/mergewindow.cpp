@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "utils/zeltdata/zeltmeas.h"
+
 namespace {
 
 // Bounds of what is held. Receivers stay far below them; a log of any other bytes may not make the window grow, nor
@@ -22,6 +24,15 @@ size_t MergeWindow::findBlock(const Group& group, Bytes block) {
         if (std::memcmp(group.bytes.data() + entry.offset, block.data, block.size) == 0) return i;
     }
     return kNoEntry;
+}
+
+bool MergeWindow::hasOtherMeasurements(const Group& group, Bytes block, size_t log) {
+    if (!zeltIsMeasBlock(block)) return false;
+    return std::any_of(group.entries.begin(), group.entries.end(), [&](const Entry& entry) {
+        const Bytes other{group.bytes.data() + entry.offset, entry.size};
+        return entry.log != log && zeltNumber(other) == zeltNumber(block) &&
+               zeltMeasAntennaIndex(other) == zeltMeasAntennaIndex(block);
+    });
 }
 
 MergeWindow::Groups::iterator MergeWindow::groupAt(int64_t place) {
@@ -56,9 +67,10 @@ void MergeWindow::noteDouble(Group& group, size_t found) {
 }
 
 void MergeWindow::insert(Group& group, Bytes block) {
+    if (hasOtherMeasurements(group, block, runLog_)) ++conflicts_;
     const size_t at = runHasMet_ ? next_++ : group.entries.size();
     group.entries.insert(group.entries.begin() + static_cast<std::ptrdiff_t>(at),
-                         {block.u64(0), group.bytes.size(), block.size});
+                         {block.u64(0), group.bytes.size(), block.size, runLog_});
     group.bytes.insert(group.bytes.end(), block.data, block.data + block.size);
     held_ += block.size + sizeof(Entry);
 }

@@ -33,11 +33,15 @@ public:
 
     uint64_t doubles() const { return doubles_; }
 
+    // Measurement blocks that another log has otherwise at the same time: the logs are of several receivers.
+    uint64_t conflicts() const { return conflicts_; }
+
 private:
     struct Entry {
         uint64_t head;  // the block's first eight bytes: its CRC, number and length
         size_t offset;  // in bytes
         size_t size;
+        size_t log;
     };
     // The blocks at one time.
     struct Group {
@@ -47,6 +51,7 @@ private:
     using Groups = std::map<int64_t, Group>;
     static constexpr size_t kNoEntry = SIZE_MAX;
 
+    static bool hasOtherMeasurements(const Group& group, Bytes block, size_t log);
     static size_t findBlock(const Group& group, Bytes block);
     Groups::iterator groupAt(int64_t place);
     bool wasLast(Groups::iterator at, Bytes block);
@@ -62,6 +67,7 @@ private:
     int64_t latest_ = kNoTime;
     int64_t gone_ = kNoTime;  // the time handed out last
     uint64_t doubles_ = 0;
+    uint64_t conflicts_ = 0;
 
     // What one log adds to one time: where its next block goes, and since when it has met no block already there.
     size_t runLog_ = SIZE_MAX;

@@ -33,6 +33,11 @@ cd / && exec env -i PATH=/usr/bin:/bin SHELL=/bin/sh HOME="$HOME" sh -c "$*"
 """
 
 
+def with_crc(body):
+    """The block of its bytes from the number on."""
+    return b"$@" + struct.pack("<H", binascii.crc_hqx(body, 0)) + body
+
+
 def shifted_blocks(shift):
     """The example's blocks, their time stamps moved by some seconds: [(second, block)]."""
     log, position, blocks = EXAMPLE_LOG.read_bytes(), 0, []
@@ -41,7 +46,7 @@ def shifted_blocks(shift):
         second = week * 604800 + tow // 1000 + shift
         body = log[position + 4:position + 8] + struct.pack("<IH", second % 604800 * 1000, second // 604800)
         body += log[position + 14:position + length]
-        blocks.append((second, b"$@" + struct.pack("<H", binascii.crc_hqx(body, 0)) + body))
+        blocks.append((second, with_crc(body)))
         position += length
     return blocks
 
@@ -242,6 +247,9 @@ class ConvertArchive(common.ToolTest):
         for words in (("--share", "3/2"), ("--days", "5902"), ("--lead", "-1"), ("-j", "0"), ("--what",)):
             self.assertEqual(self.archive(self.logs, *words).returncode, 2, words)
         self.assertEqual(self.archive(self.folder / "missing").returncode, 1)
+        other = self.folder / "other receiver"  # 180 epochs of two blocks each
+        other.write_bytes(b"".join(with_crc(block[4:-1] + b"x") for second, block in BLOCKS if second >= MIDNIGHT))
+        self.assertIn("59025: 360 measurement blocks differ", self.archive(self.logs, other, "--days", "59025").stderr)
         self.write_options(OPTIONS | {"-ls": "17"})
         result = self.archive()
         self.assertEqual((result.returncode, self.files()), (2, {}))
@@ -262,7 +270,8 @@ class OptionsFile(common.ToolTest):
                 (["-tref \"UTC(EX)\""], "write UTC(EX)"), (["-x GX"], "letters of GREC"), (["-labid a/b"], "slash"),
                 (["-labid EX -rxid 01"], "give -rxid a line of its own"), (["-labidEX"], "put a blank behind -labid"),
                 (["-foo 1"], "'-foo' is no option"), (["labid EX"], "'labid' is no option"), (["-C"], "no days"),
-                (["-f x"], "refused"), (["-b x"], "bounds"), (["-lab"], "a value is missing"), (["-matlab 1"], "no val"),
+                (["-f x"], "refused"), (["-b x"], "bounds"), (["-lab"], "a value is missing"),
+                (["-matlab 1"], "no value"),
                 (["-ls 18", "-ls 18"], ":2: -ls stands in line 1"), (["-comment -px"], "taken for an option")):
             _, _, faults = self.read(*lines)
             self.assertEqual(len(faults), 1, lines)
