@@ -29,7 +29,9 @@ TEST(Geometry, GeodeticAndCartesian) {
             EXPECT_NEAR(g.longitude, -170 * kRadian, std::fabs(degrees) < 90 ? 1e-12 : 4) << degrees;
         }
     }
-    EXPECT_EQ(EcefToGeodetic({0, 0, 6400000}).longitude, 0);
+    const Geodetic pole = EcefToGeodetic({0, 0, 6400000});
+    EXPECT_EQ(pole.longitude, 0);
+    EXPECT_NEAR(pole.latitude, 90 * kRadian, 1e-9);
 }
 
 TEST(Geometry, AzimuthAndElevation) {

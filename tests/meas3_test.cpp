@@ -30,6 +30,7 @@ const Forms kForms = {
     {"header", "maskSize:3=1 master:4=0 hasExcluded:1=0 mask:8=16 "},
     {"same", "header:8=0 "},
     {"master", "form:1=1 carrier:18=131072 codeHigh:1=0 lock:3=3 cn0:5=20 slaves:4=0 code:32=3000000000 rate:16=0 "},
+    {"bareMaster", "form:1=1 carrier:18=0 codeHigh:1=0 lock:3=3 cn0:5=20 slaves:4=0 code:32=0 "},
     {"long", "form:2=0 codeHigh:4=5 carrier:22=0 lock:4=9 code:32=0 cn0:6=30 signals:9=1 more:1=0 rate:16=0 "},
     {"longest",
      "form:2=0 codeHigh:4=5 carrier:22=0 lock:4=9 code:32=0 cn0:6=30 signals:9=1 more:1=1 upper:8=128 "
@@ -155,9 +156,9 @@ TEST_F(Meas3Test, ReferencesAreNeeded) {
     EXPECT_EQ(decode("same; small", kDeltaTow + 1), 1);
     EXPECT_EQ(decode("head constellations=5; same; small; same", kDeltaTow + 2), 1);
     // A new reference forgets the one before, slaves included.
-    EXPECT_EQ(decode("header; master slaves=1; slave", kReferenceTow), 1);
+    EXPECT_EQ(decode("header mask=1; master slaves=1; slave", kReferenceTow), 1);
     EXPECT_EQ(decode("header mask=32; master", kReferenceTow + kMinute), 1);
-    EXPECT_EQ(decode("header mask=48; small; small", kDeltaTow + kMinute), 1);
+    EXPECT_EQ(decode("header mask=33; small; small", kDeltaTow + kMinute), 1);
     EXPECT_EQ(epoch.used()[0].svid, 6);
     // And the headers: a constellation that was not in it has none to go on with.
     EXPECT_EQ(decode("head constellations=2; header mask=1; frequency:8=8; master", kReferenceTow), 1);
@@ -351,7 +352,8 @@ TEST_F(Meas3Test, DopplerRefersToTheRate) {
 }
 
 TEST_F(Meas3Test, SecondAntennaFillsItsOwnSlots) {
-    ASSERT_EQ(decodeFirst({ranges("header; master"), ranges("head antenna=1; header mask=48; master; master")}), 2);
+    const ByteVector second = ranges("head antenna=1 hasRate=0; header mask=48; bareMaster; bareMaster");
+    ASSERT_EQ(decodeFirst({ranges("header; master"), second}), 2);
     EXPECT_NE(signalOf(epoch, 5, 0, 1).flags, 0);
     EXPECT_EQ(signalOf(epoch, 6, 0, 0).flags, 0);
     EXPECT_NE(signalOf(epoch, 6, 0, 1).flags, 0);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <set>
+#include <tuple>
 
 #include "tests/support/logs.h"
 #include "utils/geometry/constants.h"
@@ -21,7 +22,7 @@ constexpr double kCode = 5 * 4294967.296 + 1;
 const Forms kForms = {
     {"head", "satellites:8=1 length1:8=20 length2:8=12 flags:8=0 jumps:8=0 unused:8=0 "},
     {"master",
-     "rxChannel:8=7 signal:5=0 antenna:3=0 svid:8=12 codeHigh:8=5 code:32=1000 doppler:32=12345678 "
+     "rxChannel:8=39 signal:5=0 antenna:3=0 svid:8=12 codeHigh:8=5 code:32=1000 doppler:32=12345678 "
      "carrier:16=500 carrierHigh:8=-1 cn0:8=40 lock:16=0 smoothed:2=0 halfCycle:1=0 freqNr:5=0 slaves:8=0 "},
     {"slave",
      "signal:5=2 antenna:3=0 lock:8=0 cn0:8=0 codeHigh:3=0 dopplerHigh:5=0 carrierHigh:8=0 obsInfo:8=0 "
@@ -54,12 +55,9 @@ TEST_F(MeasEpochTest, MasterAndSlaveValues) {
                    // The lowest values that are not missing.
                    "slave signal=3 cn0=40 codeHigh=4 dopplerHigh=16 carrierHigh=-128 code=1 carrier=1 doppler=1")});
     ASSERT_EQ(epoch.used().size(), 1U);
-    EXPECT_EQ(epoch.tow, kTow);
-    EXPECT_EQ(epoch.wnc, uint32_t{kTestWeek});
-    EXPECT_EQ(epoch.timeStatus, 2);
-    EXPECT_EQ(epoch.clockJumps, -3);
-    EXPECT_EQ(epoch.commonFlags, 0x8BU);
-    EXPECT_EQ(epoch.used()[0].channel, 6);
+    EXPECT_EQ(std::tuple(epoch.tow, epoch.wnc, epoch.timeStatus, epoch.clockJumps, epoch.commonFlags),
+              std::tuple(kTow, uint32_t{kTestWeek}, 2, -3, 0x8BU));
+    EXPECT_EQ(epoch.used()[0].channel, 38);
     const double doppler2 = 1234.5678 * 1227.60 / 1575.42;
     expectSignal(1, kCode, (-65536 + 500) * 0.001 + kCode / kL1Wavelength, 1234.5678, 10, 10, kZeltHalfCycle);
     expectSignal(2, kCode - 0.536, 65.539 + (kCode - 0.536) / kL2Wavelength, doppler2 - 0.01, 10, 9000);
@@ -103,8 +101,8 @@ TEST_F(MeasEpochTest, WhichSatellitesAndSignalsAreKept) {
                  {"svid=120 signal=25", 120, 25}};
     for (const auto& c : cases) {
         SCOPED_TRACE(c.logged);
-        decode({measEpoch(std::string("head satellites=2; master svid=9; master ") + c.logged, 0, c.number)});
-        EXPECT_EQ(epoch.clockJumps, kZeltNoClockJumps);  // revision 0
+        decode({measEpoch(std::string("head satellites=2 flags=1; master svid=9; master ") + c.logged, 0, c.number)});
+        EXPECT_EQ(std::tuple(epoch.clockJumps, epoch.commonFlags), std::tuple(kZeltNoClockJumps, 1U));  // revision 0
         EXPECT_EQ(svidsOf(epoch), c.svid == 0 ? std::vector<int>{9} : (std::vector<int>{9, c.svid}));
         EXPECT_EQ(signal(c.signal, c.svid).flags, c.svid == 0 ? 0 : kZeltSlotUsed);
     }
@@ -141,18 +139,20 @@ TEST_F(MeasEpochTest, WhatDoesNotFitEndsTheBlock) {
     EXPECT_EQ(static_cast<int>(epoch.used().size()), kZeltMaxSatellites);
 }
 
+// Sub-blocks are the last bytes of the block, whatever stands before them, and may be longer than their fields.
 TEST_F(MeasEpochTest, MeasExtraByRevision) {
     for (int revision = 0; revision <= 3; ++revision) {
         BlockBuilder b(kZeltMeasExtra, 56, revision, kTow);
-        b.u8(14, {2, 18}).f32(16, 200.0 * revision);  // logged longer than the fields; a factor of 0 says nothing
-        b.u8(20, 9);                                  // of no satellite
+        b.u8(14, {2, 18})
+            .f32(16, 200.0 * revision)
+            .u8(20, 9);  // a factor of 0 says nothing, channel 9 is no satellite's
         b.bytes.resize(38);
         b.bits(
-            "rxChannel:8=7 signal:8=0 multipath:16=-20 smoothing:16=30 codeVariance:16=2500 carrierVariance:16=300 "
+            "rxChannel:8=39 signal:8=3 multipath:16=-20 smoothing:16=30 codeVariance:16=2500 carrierVariance:16=300 "
             "lock:16=12 losses:8=4 carrierMultipath:8=5 info:8=1 cn0Fine:3=4 signalHigh:5=0 unused:16=0");
         if (revision != 0) b.u16(46, 65535);  // no carrier variance
-        decode({measEpoch("head; master"), b.done()});
-        const ZeltMeasSignal s = signal(0);
+        decode({measEpoch("head satellites=2; master svid=9 rxChannel=8; master signal=3"), b.done()});
+        const ZeltMeasSignal s = signal(3);
         EXPECT_EQ(epoch.dopplerVarianceFactor, revision == 0 ? 163.0F : 200.0F * static_cast<float>(revision));
         EXPECT_EQ(s.multipath, -20);
         EXPECT_EQ(s.smoothing, 30);
@@ -168,7 +168,7 @@ TEST_F(MeasEpochTest, MeasExtraByRevision) {
 
 TEST_F(MeasEpochTest, ALaterMeasExtraSubBlockReplacesTheVariances) {
     BlockBuilder b(kZeltMeasExtra, 52, 3, kTow);
-    b.u8(14, {2, 16}).u8(20, 7).u16(26, 2500).u16(28, 300).u8(36, 7).u16(42, 65535).u16(44, 65535);
+    b.u8(14, {2, 16}).u8(20, 39).u16(26, 2500).u16(28, 300).u8(36, 39).u16(42, 65535).u16(44, 65535);
     decode({measEpoch("head; master"), b.done()});
     EXPECT_EQ(signal(0).codeVariance, kNotAvailableF);
     EXPECT_EQ(signal(0).carrierVariance, kNotAvailableF);
@@ -178,13 +178,13 @@ TEST_F(MeasEpochTest, ALaterMeasExtraSubBlockReplacesTheVariances) {
 TEST_F(MeasEpochTest, MeasExtraExtendsNumbersFromRevision3On) {
     for (const int revision : {2, 3}) {
         BlockBuilder b(kZeltMeasExtra, 36, revision, kTow);
-        b.u8(14, {1, 16}).u8(20, {7, 31}).u16(22, 10);
+        b.u8(14, {1, 16}).u8(20, {39, 31}).u16(22, 10);
         decode({measEpoch("head; master svid=181 signal=31"), b.done()});  // number 32
         EXPECT_EQ(signal(32, 201).multipath, revision == 3 ? 10 : 0) << revision;
     }
 }
 
-// The sub-blocks are the last bytes of the block, whatever stands before them. Revision 0 has no C/N0.
+// Revision 0 has no C/N0.
 TEST_F(MeasEpochTest, MeasFullRangeReplacesTheCode) {
     const struct {
         const char* master;
@@ -195,11 +195,12 @@ TEST_F(MeasEpochTest, MeasFullRangeReplacesTheCode) {
                  {"svid=45 signal=8 freqNr=14", 1, 45, 8, 14, 299792458.0 / (1602e6 + 6 * 562.5e3), 30.02F},
                  {"", 0, 12, 0, 0, kL1Wavelength, 20}};
     for (const auto& c : cases) {
-        BlockBuilder b(kZeltMeasFullRange, 44, c.revision, kTow);
-        b.u8(14, {1, 20}).u8(24, {7, c.signal, 0, c.freqNr}).f64(28, 2.5e7).f32(36, 8).u16(40, 3002);
-        decode({measEpoch(std::string("head; master ") + c.master), b.done()});
+        BlockBuilder b(kZeltMeasFullRange, 64, c.revision, kTow);
+        b.u8(14, {2, 20}).u8(24, 8).f64(28, 2.4e7);
+        b.u8(44, {39, c.signal, 0, c.freqNr}).f64(48, 2.5e7).f32(56, 8).u16(60, 3002);
+        decode({measEpoch(std::string("head satellites=2; master svid=9 rxChannel=8; master ") + c.master), b.done()});
         const ZeltMeasSignal s = signal(c.signal, c.svid);
-        EXPECT_EQ(s.pseudorange, 2.5e7);
+        EXPECT_EQ(std::tuple(signal(0, 9).pseudorange, s.pseudorange), std::tuple(2.4e7, 2.5e7));
         EXPECT_DOUBLE_EQ(s.carrierPhase, (2.5e7 + 8) / c.wavelength);
         EXPECT_EQ(s.cn0, c.cn0);  // rounded once: 30.02F is not 3002 * 0.01F
     }
@@ -214,7 +215,7 @@ TEST_F(MeasEpochTest, SubBlocksThatDoNotFitAreIgnored) {
     for (const auto& c : cases) {
         for (const int length : {0, c.fields - 1, c.fields, 20, 21, 255}) {
             BlockBuilder b(c.number, 40, c.revision, kTow);
-            b.u8(14, {1, length}).u8(static_cast<size_t>(40 - std::min(length, 20)), 7);
+            b.u8(14, {1, length}).u8(static_cast<size_t>(40 - std::min(length, 20)), 39);
             decode({measEpoch("head; master"), b.done()});
             // Fields of 0: no variance from the one, no code from the other.
             const bool applied = signal(0).codeVariance == 0 || signal(0).pseudorange == 0;

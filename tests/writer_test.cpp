@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <sstream>
 
 #include "cggtts/linefit.h"
 #include "cggtts/schedule.h"
@@ -24,7 +25,7 @@ std::string printed(const DataLine& line) {
 
 // Columns by hand from the format: 0.1 degree, 0.1 ns, 0.1 ps/s.
 const DataLine kLine{45,
-                     midnightOf(60123) + 3 * 3600 + 25 * 60 + 7,
+                     midnightOf(60123) + 86387,
                      45 * kDegree,
                      359.96 * kDegree,
                      -12345678 * kTenthNs,
@@ -40,8 +41,8 @@ const DataLine kLine{45,
                      3 * kTenthNs,
                      -7};
 const std::string kPrinted =
-    "R08 FF 60123 032507  780 450 3600   -12345678   -123         988      0   13  96  822  -10  -50    5  "
-    "-50    5   3 -7  0 L3P 22\n";
+    "R08 FF 60123 235947  780 450 3600   -12345678   -123         988      0   13  96  822  -10  -50    5  "
+    "-50    5   3 -7  0 L3P 2F\n";
 
 TEST(DataLines, EveryColumnInItsPlace) { EXPECT_EQ(printed(kLine), kPrinted); }
 
@@ -77,17 +78,25 @@ TEST(FileNames, CodesAndDay) {
 
 // A line that is too long loses its end. The rest of a header is in the example's files.
 TEST(Headers, CapacitiesAndRounding) {
-    RunConfig config{
-        .delayGalE5aNs = -5, .delayGalE1Ns = 12.34, .delayCableNs = 153.44, .elevationMaskDeg = 9.5, .phaseCentre = {}};
+    RunConfig config;
+    config.leapSeconds = 18;
+    config.elevationMaskDeg = 9.5;
+    config.delayGalE1Ns = 12.34;
+    config.delayGalE5aNs = -5;
+    config.delayCableNs = 153.44;
     config.phaseCentre[2] = {1e6, -2e6, 3.0005};
-    const std::string comment(80, 'c');
-    const HeaderTexts texts{"Rx", "5.4", 80, std::string(90, 'L'), "2020-01-01", "cal", comment, "UTC(X)"};
-    const std::string header = formatHeader(2, texts, config);
-    const std::string parts[] = {
-        "LAB = " + std::string(73, 'L') + "X = 1000000.000 m\nY = -2000000.000 m\nZ = 3.001 m\nFRAME",
-        "ElMask=10deg; " + comment + "\nINT DLY = 12.3 ns (Galileo E1)   -5.0 ns (Galileo E5a)     CAL_ID = cal\nCAB",
-        "CAB DLY = 153.4 ns\nREF DLY = 0.0 ns\nREF = UTC(X)\nCKSUM = "};
-    for (const std::string& part : parts) EXPECT_NE(header.find(part), std::string::npos) << part;
+    const std::string t(200, 'T');
+    const auto cut = [&t](const std::string& label, size_t size) { return (label + t).substr(0, size - 1); };
+    std::ostringstream expected;
+    expected << cut("REV DATE = ", 50) << cut("RCVR = ", 160) << "CH = 80\n"
+             << cut("IMS = ", 80) << cut("LAB = ", 80)
+             << "X = 1000000.000 m\nY = -2000000.000 m\nZ = 3.001 m\nFRAME = ITRF\n"
+             << cut("COMMENTS = LS=18; ElMask=10deg; ", 160)
+             << cut("INT DLY = 12.3 ns (Galileo E1)   -5.0 ns (Galileo E5a)     CAL_ID = ", 160)
+             << "CAB DLY = 153.4 ns\nREF DLY = 0.0 ns\n"
+             << cut("REF = ", 80) << "CKSUM = ";
+    const std::string header = formatHeader(2, {t, "5.4", 80, t, t, t, t, t}, config);
+    EXPECT_NE(header.find(expected.str()), std::string::npos) << header;
 }
 
 // The BIPM schedule: tracks start at these minutes of the day, i = 0 to 88.
