@@ -165,6 +165,18 @@ TEST(Join, KeepsWhatIsCurrentBeforeItsFirstTime) {
     EXPECT_EQ(convert(result.log, stationConfig(), options), whole);
 }
 
+TEST(Join, IsNotEndedByAWrongStamp) {
+    const Blocks blocks = exampleBlocks();
+    Blocks wrong = blocks;
+    const int64_t far = secondOf(viewOf(blocks[0])) + 86400;
+    for (const size_t at : {700, 500}) wrong.insert(wrong.begin() + at, BlockBuilder(4007, 24).stamp(far).done());
+    const int64_t start = millisecondOf(blocks[0]);
+    const JoinRequest request{{}, start, start + 150 * kMinute, 1};
+    const Joined result = join({joined(wrong)}, request);
+    EXPECT_TRUE(result.log == join({joined(blocks)}, request).log);
+    EXPECT_EQ(lateBlocks(result), 0U);
+}
+
 // Seconds between the half minutes reach no track.
 TEST(Join, ThinsMeasurementsOut) {
     for (const std::string& path : {kExampleLog, kCompactLog}) {

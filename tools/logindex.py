@@ -9,6 +9,7 @@ import math
 import os
 import shutil
 import subprocess
+import sys
 import tempfile
 
 UNPACKERS = {".gz": "gzip", ".zst": "zstd", ".xz": "xz", ".bz2": "bzip2"}
@@ -158,7 +159,8 @@ def index_logs(files, zeltlog, home, jobs, on_progress):
     stamp have the span []."""
     for program in {unpacker(path) for path in files} - {None}:
         if shutil.which(program) is None:
-            raise SystemExit(f"convert-archive: {program} is needed to unpack some logs")
+            print(f"convert-archive: {program} is needed to unpack some logs", file=sys.stderr)
+            raise SystemExit(2)
     with scratch_folder(home) as scratch:
         path = os.path.join(home, "index.json")
         kept = read_json(path, {})

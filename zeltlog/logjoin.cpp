@@ -31,6 +31,9 @@ struct Reader {
     int64_t placeBefore = 0;  // of the block before it
     bool isLead = true;       // no block with a time stamp has come yet
     int64_t blocksEnd = 0;    // file position behind the block
+    // Since when all stamps lie well behind the last time wanted; kNoTime: they do not. Such blocks are passed over;
+    // the log is at its end for us when they go on for the window's length: one wrong stamp is no end.
+    int64_t beyondSince = kNoTime;
 };
 
 // Earlier places first; at one place the log that began first.
@@ -52,6 +55,7 @@ private:
     void openDue();
     bool advance(Reader& reader);
     void takeBlock(Reader& reader);
+    bool isBeyond(const Reader& reader) const;
     bool isThinnedOut(const Reader& reader) const;
     void place(Bytes block, int64_t place);
     void beginWindow();
@@ -126,9 +130,18 @@ bool Join::advance(Reader& reader) {
     reader.stamp = blockTime(reader.block);
     reader.placeBefore = reader.place;
     if (reader.stamp == kNoTime) return true;
+    if (isBeyond(reader)) {
+        if (reader.beyondSince == kNoTime || reader.stamp < reader.beyondSince) reader.beyondSince = reader.stamp;
+        return reader.stamp - reader.beyondSince <= kMergeWindow;
+    }
+    reader.beyondSince = kNoTime;
     reader.isLead = false;
     reader.place = reader.stamp;
-    return request_.to > INT64_MAX - kMergeWindow || reader.stamp <= request_.to + kMergeWindow;
+    return true;
+}
+
+bool Join::isBeyond(const Reader& reader) const {
+    return request_.to < INT64_MAX - kMergeWindow && reader.stamp > request_.to + kMergeWindow;
 }
 
 bool Join::isThinnedOut(const Reader& reader) const {
@@ -137,7 +150,7 @@ bool Join::isThinnedOut(const Reader& reader) const {
 }
 
 void Join::takeBlock(Reader& reader) {
-    if (isThinnedOut(reader)) return;
+    if (isBeyond(reader) || isThinnedOut(reader)) return;
     if (window_.isPast(reader.place)) {
         if (reader.stamp != kNoTime) ++reader.log->late;
         reader.place = std::max(reader.placeBefore, window_.earliestPlace());

@@ -47,7 +47,7 @@ struct JoinSummary {
     int64_t last = kNoTime;
 };
 
-// Hands the blocks of the joined log to `write` one by one, which returns false to end it. A log is read no further
-// than the window behind the last time wanted.
+// Hands the blocks of the joined log to `write` one by one, which returns false to end it. A log is read until its
+// stamps lie behind the last time wanted for twice the window.
 using WriteBlock = std::function<bool(Bytes block)>;
 JoinSummary joinLogs(const JoinRequest& request, const WriteBlock& write, const OnProgress& onProgress);
