@@ -10,7 +10,7 @@ void processFile(const RunConfig& config, const RunOptions& options, OutputRegis
     Progress progress;
     PassEvents events;
     events.lines = [&] { writeOutputs(pass->processor, config, options, outputs); };
-    if (options.showsProgress) events.block = [&](Bytes /*block*/) { showProgressRange(progress, pass->file, 0, 100); };
+    if (options.showsProgress) events.blockTaken = [&] { showProgressRange(progress, pass->file, 0, 100); };
     runPass(*pass, events);
     if (options.showsProgress) showProgressRange(progress, pass->file, 100, 100);
     zeltCloseFile(pass->file);

@@ -38,6 +38,7 @@ void runPass(FilePass& pass, const PassEvents& events, ZeltOnFault onFault) {
     while (zeltGetNextBlock(pass.file, block, kZeltAnyBlock, kZeltAnyBlock, 0) == kZeltFound) {
         if (events.block) events.block(block);
         dispatchBlock(block, pass, events);
+        if (events.blockTaken) events.blockTaken();
     }
     // An epoch is still pending when its last block was passed over for want of a time stamp, though the block before
     // had seen it coming.

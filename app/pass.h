@@ -33,6 +33,8 @@ struct FilePass {
 struct PassEvents {
     // A block comes, not looked at yet.
     std::function<void(Bytes)> block;
+    // It was taken, and is gone.
+    std::function<void()> blockTaken;
     // An epoch was decoded; the track engine takes it next if it is in the time window.
     std::function<void(bool isInWindow)> epoch;
     // The engine closed tracks, and lines are waiting in its buffers.

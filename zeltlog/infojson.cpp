@@ -47,7 +47,7 @@ Json epochsJson(const LogInfo& info) {
             {"first", timeJson(epochs.span.first)},
             {"last", timeJson(epochs.span.last)},
             {"interval_s", secondsJson(epochs.interval())},
-            {"on_half_minute", info.areHalfMinutes},
+            {"on_half_minute", epochs.onHalfMinute != 0},
             {"out_of_order", epochs.backwards},
             {"gaps",
              {{"count", epochs.gapCount()}, {"missing_s", secondsJson(epochs.missingTime())}, {"longest", longest}}}};

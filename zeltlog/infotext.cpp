@@ -58,7 +58,7 @@ void appendEpochs(const LogInfo& info, std::string& text) {
     std::string line = countText(epochs.count, "epoch") + " (" + info.format + "), " + timesText(epochs.span);
     if (epochs.interval() != kNoTime) line += ", every " + formatDuration(epochs.interval());
     appendFact(text, "Measurements", line + disorderText(epochs.backwards));
-    if (!info.areHalfMinutes) {  // tracks are sampled there alone (schedule.h)
+    if (epochs.onHalfMinute == 0) {  // tracks are sampled there alone (schedule.h)
         appendFact(text, "", "none of them on the half minute: no track can be made of them");
     }
     if (epochs.gapCount() == 0) return;

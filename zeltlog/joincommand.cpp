@@ -75,14 +75,12 @@ bool reportLog(const JoinedLog& log) {
 
 void printSummary(const JoinOptions& options, const JoinSummary& summary) {
     if (options.asJson) {
-        const nlohmann::ordered_json json = {{"log", options.output},
-                                             {"blocks", summary.blocks},
-                                             {"bytes", summary.bytes},
-                                             {"receiver_setups", summary.setups},
-                                             {"doubles", summary.doubles},
-                                             {"conflicts", summary.conflicts},
-                                             {"first", formatTime(summary.first)},
-                                             {"last", formatTime(summary.last)}};
+        using Json = nlohmann::ordered_json;
+        const auto timeOf = [](int64_t t) { return t == kNoTime ? Json() : Json(formatTime(t)); };
+        const nlohmann::ordered_json json = {{"log", options.output},          {"blocks", summary.blocks},
+                                             {"bytes", summary.bytes},         {"receiver_setups", summary.setups},
+                                             {"doubles", summary.doubles},     {"conflicts", summary.conflicts},
+                                             {"first", timeOf(summary.first)}, {"last", timeOf(summary.last)}};
         std::printf("%s\n", json.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace).c_str());
         return;
     }

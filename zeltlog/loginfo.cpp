@@ -209,7 +209,10 @@ int64_t EpochTimes::missingTime() const {
     const int64_t regular = interval();
     int64_t missing = 0;
     for (const auto& [distance, times] : distances) {
-        if (isGap(distance)) missing += (distance - regular) * static_cast<int64_t>(times);
+        if (!isGap(distance)) continue;
+        const int64_t each = distance - regular;
+        if (each > (INT64_MAX - missing) / static_cast<int64_t>(times)) return INT64_MAX;  // hostile time stamps
+        missing += each * static_cast<int64_t>(times);
     }
     return missing;
 }

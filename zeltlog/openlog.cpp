@@ -91,7 +91,7 @@ OnProgress terminalProgress(const std::string& label) {
     if (!isTerminal()) return nullptr;
     float next = 0;
     return [label, next](float percent) mutable {
-        if (percent < next) return;  // a terminal is slower than the pass
+        if (!(percent >= next && percent < 100)) return;  // once per percent; a log that grows goes beyond its end
         next = percent + 1;
         std::fprintf(stderr, "\r%s", progressBar(label.c_str(), percent).c_str());
     };

@@ -27,8 +27,8 @@ struct GlonassBand {
     uint32_t centreHz;
     uint32_t stepHz;
 };
-constexpr GlonassBand kGlonassL1{1602000000, 562500};
-constexpr GlonassBand kGlonassL2{1246000000, 437500};
+inline constexpr GlonassBand kGlonassL1{1602000000, 562500};
+inline constexpr GlonassBand kGlonassL2{1246000000, 437500};
 
 constexpr int8_t kNoSignalPlace = -1;
 
