@@ -82,7 +82,7 @@ TEST(Join, GivesTheLogBackThatWasCut) {
     const Blocks blocks = exampleBlocks();
     const ByteVector whole = joined(blocks);
     Random random(3);
-    for (const size_t overlap : {0, 5, 100}) {
+    for (const size_t overlap : {size_t{0}, size_t{5}, size_t{100}}) {
         const Joined result = join(piecesOf(blocks, overlap, random));
         EXPECT_TRUE(result.log == whole) << overlap;
         EXPECT_EQ(result.summary.blocks, blocks.size());
@@ -169,7 +169,7 @@ TEST(Join, IsNotEndedByAWrongStamp) {
     const Blocks blocks = exampleBlocks();
     Blocks wrong = blocks;
     const int64_t far = secondOf(viewOf(blocks[0])) + 86400;
-    for (const size_t at : {700, 500}) wrong.insert(wrong.begin() + at, BlockBuilder(4007, 24).stamp(far).done());
+    for (const int at : {700, 500}) wrong.insert(wrong.begin() + at, BlockBuilder(4007, 24).stamp(far).done());
     const int64_t start = millisecondOf(blocks[0]);
     const JoinRequest request{{}, start, start + 150 * kMinute, 1};
     const Joined result = join({joined(wrong)}, request);
