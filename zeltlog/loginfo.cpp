@@ -4,6 +4,8 @@
 #include <memory>
 
 #include "cggtts/schedule.h"
+#include "cggtts/trackengine.h"
+#include "utils/geometry/constants.h"
 #include "utils/geometry/navtools.h"
 #include "utils/nav/navdatadecoder/satnavdecoder/ephemerisstore.h"
 #include "utils/zeltdata/zeltmeas.h"
@@ -35,13 +37,9 @@ void countSatellite(const ZeltMeasSat& satellite, LogInfo& info) {
     if (constellation == nullptr) return;
     ConstellationInfo& counted = info.constellations[constellation->index];
     counted.seen.set(satellite.svid);
-    bool has1 = false;
-    bool has2 = false;
-    for (const ZeltMeasSignal& signal : satellite.used(0)) {
-        const bool hasCode = signal.pseudorange > kAvailableAbove;
-        has1 = has1 || (hasCode && signal.signalType == constellation->signal1);
-        has2 = has2 || (hasCode && signal.signalType == constellation->signal2);
-    }
+    const CodePair codes = findCodes(satellite, *constellation);
+    const bool has1 = codes.code1 > kAvailableAbove;
+    const bool has2 = codes.code2 > kAvailableAbove;
     ++(has1 && has2 ? counted.bothCodes : has1 || has2 ? counted.oneCode : counted.noCode);
 }
 

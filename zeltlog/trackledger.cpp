@@ -5,7 +5,6 @@
 #include <memory>
 
 #include "cggtts/schedule.h"
-#include "utils/geometry/constants.h"
 #include "utils/geometry/navtools.h"
 
 using namespace Qon::Nav;
@@ -25,17 +24,6 @@ constexpr const char* kFateTexts[kTrackFates] = {
     "outside the window",
     "constellation excluded",
 };
-
-bool hasBothCodes(const ZeltMeasSat& satellite, const Constellation& constellation) {
-    bool has1 = false;
-    bool has2 = false;
-    for (const ZeltMeasSignal& signal : satellite.used(0)) {
-        if (!(signal.pseudorange > kAvailableAbove)) continue;
-        has1 = has1 || signal.signalType == constellation.signal1;
-        has2 = has2 || signal.signalType == constellation.signal2;
-    }
-    return has1 && has2;
-}
 
 // Listens to a pass and its engine, and hands out the rows of a track once the next one has begun, or the log ended.
 class TrackLedger {
@@ -124,7 +112,7 @@ void TrackLedger::noteEpoch(bool isInWindow) {
         if (constellation == nullptr) continue;
         Tally& tally = tallies_[satellite.svid];
         ++tally.measured;
-        if (!hasBothCodes(satellite, *constellation)) continue;
+        if (!hasBoth(findCodes(satellite, *constellation))) continue;
         ++tally.bothCodes;
         if (!isInWindow) ++tally.outside;
     }
