@@ -28,7 +28,7 @@ bool isReadable(const std::string& path, int& status) {
         text = fault.place != ZeltFaultPlace::kNone ? faultText(path, fault) : noBlockText(path);
     }
     if (text.empty()) return true;
-    std::fprintf(stderr, "zeltlog: %s\n", text.c_str());
+    complain(text);
     status = kUnreadableLog;
     return false;
 }

@@ -4,6 +4,7 @@
 #include "zeltlog/commands.h"
 #include "zeltlog/infotext.h"
 #include "zeltlog/logspan.h"
+#include "zeltlog/openlog.h"
 
 namespace {
 
@@ -15,7 +16,7 @@ struct InfoOptions {
 
 // The logs that follow are still told of: the status says that one was not.
 void complain(const std::string& text, int& status) {
-    std::fprintf(stderr, "zeltlog: %s\n", text.c_str());
+    ::complain(text);
     status = kUnreadableLog;
 }
 

@@ -7,6 +7,7 @@
 #include "zeltlog/asidefile.h"
 #include "zeltlog/commands.h"
 #include "zeltlog/logjoin.h"
+#include "zeltlog/openlog.h"
 #include "zeltlog/mergewindow.h"
 #include "zeltlog/textformat.h"
 
@@ -21,8 +22,6 @@ struct JoinOptions {
     bool asJson = false;
     JoinRequest request;
 };
-
-void complain(const std::string& text) { std::fprintf(stderr, "zeltlog: %s\n", text.c_str()); }
 
 bool readBound(const char* option, const std::string& text, int64_t& bound) {
     if (text.empty() || parseEpochBound(text.c_str(), bound)) return true;

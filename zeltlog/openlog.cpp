@@ -52,6 +52,8 @@ bool isTerminal() {
 
 }  // namespace
 
+void complain(const std::string& text) { std::fprintf(stderr, "zeltlog: %s\n", text.c_str()); }
+
 std::string faultText(const std::string& path, const ZeltFault& fault) {
     if (fault.place == ZeltFaultPlace::kStepBackSeek) return path + ": it cannot seek, as a pipe cannot: give a file";
     return path + ": " + std::strerror(fault.systemError);

@@ -9,6 +9,9 @@
 // Told now and then how far a pass is, percent.
 using OnProgress = std::function<void(float percent)>;
 
+// Prints a message on standard error, with the program's name in front.
+void complain(const std::string& text);
+
 // What to say of a file in which a pass met a fault: "LOG: Permission denied".
 std::string faultText(const std::string& path, const ZeltFault& fault);
 

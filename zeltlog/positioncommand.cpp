@@ -49,7 +49,7 @@ void reportPosition(const StationConfig& config, const RunOptions& runOptions, c
     clearTerminalProgress();
     const ZeltFault fault = pass->file.window.fault();
     if (fault.place != ZeltFaultPlace::kNone) {
-        std::fprintf(stderr, "zeltlog: %s\n", faultText(runOptions.inputFile, fault).c_str());
+        complain(faultText(runOptions.inputFile, fault));
         status = kUnreadableLog;
     }
     const PositionReport report(*ledger, config, runOptions);

@@ -22,7 +22,7 @@ void reportTracks(const RunConfig& config, const RunOptions& runOptions, const T
     const FollowedLog log = followTracks(config, runOptions, onRow, terminalProgress("Reading:"));
     clearTerminalProgress();
     if (log.fault.place != ZeltFaultPlace::kNone) {
-        std::fprintf(stderr, "zeltlog: %s\n", faultText(runOptions.inputFile, log.fault).c_str());
+        complain(faultText(runOptions.inputFile, log.fault));
         status = kUnreadableLog;
     }
     report.setEpochTimes(log.epochTimes);
