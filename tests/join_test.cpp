@@ -154,6 +154,15 @@ TEST(Join, KeepsWhatIsCurrentBeforeItsFirstTime) {
     const Joined result = join(piecesOf(blocks, 20, random), request);
     EXPECT_TRUE(result.log == expected);
     EXPECT_EQ(result.summary.setups, 1U);
+    uint64_t setups = 0;
+    size_t wholes = 0;
+    for (const JoinedLog& log : result.summary.logs) {
+        setups += log.setups;
+        wholes += log.isReadWhole ? 1 : 0;
+    }
+    EXPECT_GE(setups, 1U) << "some pieces overlap";
+    EXPECT_GT(wholes, 0U);
+    EXPECT_LT(wholes, result.summary.logs.size()) << "the log ends an hour behind the window";
     EXPECT_EQ(result.summary.first, request.from);
     EXPECT_EQ(result.summary.last, request.to);
 

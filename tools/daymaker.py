@@ -119,9 +119,9 @@ def look_for_setups(job, paths, work, known):
             return
 
 
-def earlier_setup(job, work):
-    """The newest setup before the logs of the day, as a log; None where there is none. What is found out of logs is
-    kept, so that none is read for it twice."""
+def earlier_setup(job, work, told):
+    """The newest setup before the logs of the day, as a log; None where there is none. What is found out of logs, and
+    what their join told of those of the day, is kept, so that none is read for it twice."""
     index = read_json(os.path.join(job["home"], "index.json"), {}).get("logs", {})
     earlier = sorted(((entry["span"][1], path) for path, entry in index.items()
                       if entry["span"] and entry["span"][1] < job["begin"] and path not in job["logs"]), reverse=True)
@@ -131,6 +131,8 @@ def earlier_setup(job, work):
     with locked(os.path.join(folder, "lock")):
         kept = read_json(os.path.join(folder, "known.json"), {})
         known = {path: name for path, (change, name) in kept.items() if index.get(path, {}).get("stamp") == change}
+        known.update((path, "") for path, log in zip(job["logs"], told)
+                     if path in index and log["read_whole"] and not log["receiver_setups"])
         found = None
         for begin in range(0, len(paths), LOGS_AT_ONCE):
             some = paths[begin:begin + LOGS_AT_ONCE]
@@ -149,7 +151,7 @@ def join_day(job, work):
     words = ["--from", gps_text(job["begin"] - REFERENCE_LEAD), "--to", gps_text(job["end"]), "--every", str(SAMPLING)]
     logs, faults = plain_logs(job, work)
     summary, messages, is_whole = join(job, logs, target, words)
-    if not summary["receiver_setups"] and (setup := earlier_setup(job, work)):
+    if not summary["receiver_setups"] and (setup := earlier_setup(job, work, summary["from"])):
         os.rename(target, target + ".bare")
         join(job, [setup, target + ".bare"], target, words)
     for number, path in enumerate(job["logs"]):

@@ -76,10 +76,14 @@ void printSummary(const JoinOptions& options, const JoinSummary& summary) {
     if (options.asJson) {
         using Json = nlohmann::ordered_json;
         const auto timeOf = [](int64_t t) { return t == kNoTime ? Json() : Json(formatTime(t)); };
-        const nlohmann::ordered_json json = {{"log", options.output},          {"blocks", summary.blocks},
-                                             {"bytes", summary.bytes},         {"receiver_setups", summary.setups},
-                                             {"doubles", summary.doubles},     {"conflicts", summary.conflicts},
-                                             {"first", timeOf(summary.first)}, {"last", timeOf(summary.last)}};
+        Json json = {{"log", options.output},          {"blocks", summary.blocks},
+                     {"bytes", summary.bytes},         {"receiver_setups", summary.setups},
+                     {"doubles", summary.doubles},     {"conflicts", summary.conflicts},
+                     {"first", timeOf(summary.first)}, {"last", timeOf(summary.last)}};
+        for (const JoinedLog& log : summary.logs) {
+            json["from"].push_back(
+                {{"log", log.path}, {"read_whole", log.isReadWhole}, {"receiver_setups", log.setups}});
+        }
         std::printf("%s\n", json.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace).c_str());
         return;
     }

@@ -127,6 +127,7 @@ bool Join::advance(Reader& reader) {
     reader.log->strayBytes += end - static_cast<int64_t>(reader.block.size) - reader.blocksEnd;
     tellProgress(end - reader.blocksEnd);
     reader.blocksEnd = end;
+    if (zeltNumber(reader.block) == kZeltReceiverSetup) ++reader.log->setups;
     reader.stamp = blockTime(reader.block);
     reader.placeBefore = reader.place;
     if (reader.stamp == kNoTime) return true;
@@ -192,7 +193,9 @@ void Join::closeReader(Reader& reader) {
         reader.log->strayBytes += std::max<int64_t>(0, zeltGetFileLength(reader.file) - reader.blocksEnd);
     }
     reader.log->crcErrors = reader.file.crcErrorCount;
-    if (reader.file.window.fault().place != ZeltFaultPlace::kNone) reader.log->fault = reader.file.window.fault();
+    const bool isFaulty = reader.file.window.fault().place != ZeltFaultPlace::kNone;
+    if (isFaulty) reader.log->fault = reader.file.window.fault();
+    reader.log->isReadWhole = isRead && !isFaulty;
     zeltCloseFile(reader.file);
 }
 

@@ -31,6 +31,8 @@ struct JoinedLog {
     ZeltFault fault;            // what kept it, or the rest of it, from being read
     bool hasBlock = false;      // when it was read at all
     bool isUnsuitable = false;  // a folder
+    bool isReadWhole = false;   // to its end, without a fault
+    uint64_t setups = 0;        // ReceiverSetup blocks in what was read
     int64_t strayBytes = 0;     // that belong to no block, of what was read
     uint64_t crcErrors = 0;     // candidates with a wrong CRC
     uint64_t late = 0;          // blocks further out of order than the window

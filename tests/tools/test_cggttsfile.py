@@ -8,6 +8,7 @@ import common
 from common import EXPECTED, HEADER_LINES, data_line, sum_line
 
 import cggttsfile
+import cggttstracks
 
 # Files as other programs write them: version 2 with its titles, without ionosphere and FRC columns, other widths.
 TITLES_2 = "PRN CL  MJD  STTIME TRKL ELV AZTH REFSV SRSV REFGPS SRGPS DSG IOE MDTR SMDT MDIO SMDI CK"
@@ -18,10 +19,10 @@ HEADER = EXPECTED["G"].read_text().splitlines()[:HEADER_LINES]
 class Reading(common.ToolTest):
     def faults(self, path):
         file = cggttsfile.CggttsFile(path)
-        return file, list(cggttsfile.report("F", cggttsfile.read_tracks(file)[1]))
+        return file, list(cggttsfile.report("F", cggttstracks.read_tracks(file)[1]))
 
     def test_values_of_the_example(self):
-        tracks, files, found = cggttsfile.read_station([EXPECTED["C"], EXPECTED["G"]], "tool")
+        tracks, files, found = cggttstracks.read_station([EXPECTED["C"], EXPECTED["G"]], "tool")
         self.assertEqual((len(tracks), found, files[1].station()), (31 + 85, 0, "EX01"))
         # Its first two lines, by eye: satellites of a track are together.
         self.assertEqual(tracks[0].tolist()[:8], ("C05", "L3B", (59025 * 24 * 60 + 10) * 60, 11.4, 480950.9, 4.0, 125.2,
@@ -42,7 +43,7 @@ class Reading(common.ToolTest):
         header[13] = f"CKSUM = {sum(''.join([*header[:13], 'CKSUM = ']).encode()) % 256:02X}"
         header[15] = TITLES_2
         file, faults = self.faults(self.write("G", lines, header))
-        tracks = cggttsfile.read_tracks(file)[0]
+        tracks = cggttstracks.read_tracks(file)[0]
         self.assertEqual(faults, [])
         self.assertEqual([row.tolist()[:2] + row.tolist()[3:6] for row in tracks],
                          [("G05", "", 55.7, 480924.6, 1.2), ("G07", "", 55.7, -0.3, 1.2)])
@@ -63,12 +64,12 @@ class Reading(common.ToolTest):
             path = self.folder / "G"
             path.write_bytes("\n".join([*HEADER, bad, bad, data_line("G02", 10, 900, 2), ""]).encode("latin-1"))
             file, faults = self.faults(path)
-            self.assertEqual(cggttsfile.read_tracks(file)[0]["satellite"].tolist(), ["G02"])
+            self.assertEqual(cggttstracks.read_tracks(file)[0]["satellite"].tolist(), ["G02"])
             self.assertEqual([f"F:20: 2 lines: {expected}"] if expected else [],
                              [text[:len(f"F:20: 2 lines: {expected}")] for text in faults], bad)
         partly = sum_line(good[:101] + "****" + good[105:])  # MSIO, which few need
         file, faults = self.faults(self.write("G", [partly]))
-        self.assertEqual((math.isnan(cggttsfile.read_tracks(file)[0]["msio"][0]), faults), (True, []))
+        self.assertEqual((math.isnan(cggttstracks.read_tracks(file)[0]["msio"][0]), faults), (True, []))
 
     def test_header_faults(self):
         for number, keyword in ((11, "INT DLY"), (14, "REF"), (2, "RCVR")):
@@ -85,14 +86,14 @@ class Reading(common.ToolTest):
         self.assertEqual(list(many), ["F:0: 12 384 lines: bad"])
         with contextlib.redirect_stderr(io.StringIO()) as messages:
             paths = [EXPECTED["G"], self.folder / "missing", EXPECTED["G"]]
-            tracks, _, found = cggttsfile.read_station(paths, "tool")
+            tracks, _, found = cggttstracks.read_station(paths, "tool")
         self.assertEqual((len(tracks), found, len(messages.getvalue().splitlines())), (85, 2, 2))
 
     def test_filters(self):
-        tracks = cggttsfile.read_station([EXPECTED[letter] for letter in "GCE"], "tool")[0]
+        tracks = cggttstracks.read_station([EXPECTED[letter] for letter in "GCE"], "tool")[0]
         lines = [line for letter in "GCE" for line in EXPECTED[letter].read_text().splitlines()[HEADER_LINES:]]
         parser = argparse.ArgumentParser()
-        cggttsfile.add_filters(parser)
+        cggttstracks.add_filters(parser)
         for words, test in (
                 (["--constellation", "CE"], lambda line: line[0] in "CE"),
                 (["--satellite", "G05,E11"], lambda line: line[:3] in ("G05", "E11")),
@@ -103,7 +104,7 @@ class Reading(common.ToolTest):
                  lambda line: "005800" <= line[13:19] < "020200"),
                 (["--to", "59025.01"], lambda line: line[13:17] < "0015"),
                 (["--from", "2020-06-26"], lambda line: False)):
-            kept = cggttsfile.select(tracks, parser.parse_args(words))
+            kept = cggttstracks.select(tracks, parser.parse_args(words))
             expected = sorted((line[:3], int(line[53:64]) / 10) for line in lines if test(line))
             self.assertEqual(sorted((row["satellite"], row["refsys"]) for row in kept), expected, words)
             self.assertTrue(0 < len(expected) < len(lines) or words[1] == "2020-06-26")

@@ -7,14 +7,14 @@ import numpy as np
 import common
 from common import EXPECTED, HEADER_LINES, call, data_line
 
-import cggttsfile
+import cggttstracks
 
 TOOL = common.load("plot-cggtts")
 
 
 def draw(*paths, how=lambda tracks: TOOL.draw_station(tracks, "title", False)):
     """The panels of a page."""
-    return how(cggttsfile.read_station(paths, "tool")[0]).axes
+    return how(cggttstracks.read_station(paths, "tool")[0]).axes
 
 
 def drawn(axes):
