@@ -68,6 +68,17 @@ TEST_F(TracksTest, EveryFateOfATrack) {
     EXPECT_EQ(fateOf(whole), TrackFate::kOutsideWindow);
 }
 
+// The files then have its line twice.
+TEST_F(TracksTest, ATrackThatALogComesBackToIsThereAgain) {
+    const ByteVector measured = epochs(kGpsSatellite);
+    const std::vector<TrackRow> rows = rowsOf(joined({navBlock(kGpsSatellite), measured, measured}));
+    ASSERT_EQ(rows.size(), 2U);
+    for (const TrackRow& row : rows) {
+        EXPECT_EQ(row.fate, TrackFate::kLine);
+        EXPECT_EQ(row.bothCodes * 100 + row.kept, 2626);
+    }
+}
+
 TEST_F(TracksTest, OfThirtyTwoSatellites23HaveRoom) {
     Satellite satellite = kGpsSatellite;
     ByteVector log;

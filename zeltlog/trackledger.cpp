@@ -67,7 +67,8 @@ private:
     uint32_t anchor_ = 0;  // of contiguous tracks
     uint32_t latest_ = 0;
     bool isOpen_ = false;
-    uint32_t start_ = 0;  // of the track under way
+    bool isClosed_ = false;  // by the engine, the track under way
+    uint32_t start_ = 0;     // of it
     std::array<Tally, 256> tallies_{};
 };
 
@@ -104,7 +105,8 @@ void TrackLedger::noteEpoch(bool isInWindow) {
     const int slot = slotAt(t, isInWindow);
     if (slot == kNoSlot) return;
     const uint32_t start = t - static_cast<uint32_t>(slot + 1) * kSampleSpacing;
-    if (isOpen_ && start != start_) closeLedger();
+    // Behind the last instant of a track a log that steps back may come to the same track once more, for more lines.
+    if (isOpen_ && (start != start_ || isClosed_)) closeLedger();
     isOpen_ = true;
     start_ = start;
     for (const ZeltMeasSat& satellite : epoch.used()) {
@@ -127,7 +129,7 @@ void TrackLedger::noteSample(int svid, SampleOutcome outcome) {
 
 void TrackLedger::noteClose(int svid, int samples, TrackOutcome outcome) {
     Tally& tally = tallies_[static_cast<size_t>(svid)];
-    tally.isClosed = true;
+    isClosed_ = tally.isClosed = true;
     tally.kept = samples;
     tally.outcome = outcome;
 }
@@ -176,7 +178,7 @@ void TrackLedger::closeLedger() {
         onRow_({start_, number, tally.bothCodes, tally.kept, fateOf(number, tally)});
     }
     tallies_ = {};
-    isOpen_ = false;
+    isOpen_ = isClosed_ = false;
 }
 
 // Lets the bar follow the pass, beside who listens already.
