@@ -2,5 +2,6 @@
 #pragma once
 
 constexpr int kAllWell = 0;
-constexpr int kUnreadableLog = 1;  // some log could not be read, holds no block, or gives no position
+// Some log could not be read, holds no block, or gives no position; or not all could be written.
+constexpr int kUnreadableLog = 1;
 constexpr int kWrongArguments = 2;

@@ -69,7 +69,7 @@ Vector3 GeodeticToEcef(const LocalFrame& frame, double height);
 // Turn of a satellite's position about the Earth's axis for the rotation during a travel of `range` m, with the angle
 // in place of its sine and 1 in place of its cosine. Against the rigorous turn by the distance after it, ranges are off
 // by 0.7 mm at most for navigation satellites 24 000 km up and below, and by 2.1 mm for geostationary ones: 0.007 ns.
-// The turn itself changes ranges by up to 44 m and 63 m.
+// The turn itself changes ranges by up to 46 m and 65 m, seen from the equator with the satellite at the horizon.
 Vector3 RotateForTravel(const Vector3& position, double range);
 
 }  // namespace Qon::Nav
