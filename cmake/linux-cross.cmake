@@ -1,4 +1,4 @@
-# Builds for another processor's Linux with Debian's cross compilers; scripts/cross has the table of them.
+# Builds for another processor's Linux with Debian's cross compilers; scripts/cross has a table of them.
 #   ZELT_TRIPLET  prefix of the tools, such as aarch64-linux-gnu
 #   ZELT_QEMU     what runs the target's programs during the build, such as qemu-aarch64-static; empty where they run
 set(CMAKE_TRY_COMPILE_PLATFORM_VARIABLES ZELT_TRIPLET ZELT_QEMU)

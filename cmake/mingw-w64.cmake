@@ -6,7 +6,7 @@ set(CMAKE_SYSTEM_PROCESSOR x86_64)
 set(CMAKE_C_COMPILER x86_64-w64-mingw32-gcc-posix)
 set(CMAKE_CXX_COMPILER x86_64-w64-mingw32-g++-posix)
 set(CMAKE_RC_COMPILER x86_64-w64-mingw32-windres)
-set(CMAKE_EXE_LINKER_FLAGS_INIT "-static -s")
+set(CMAKE_EXE_LINKER_FLAGS_INIT "-static -s -Wl,--no-insert-timestamp")
 set(CMAKE_CROSSCOMPILING_EMULATOR /usr/lib/wine/wine64)
 
 # Libraries are those of the target alone; CMAKE_PREFIX_PATH adds further ones.
