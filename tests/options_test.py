@@ -27,7 +27,8 @@ def zeltlog_help(*words):
     """The options in a help text of zeltlog, and the subcommands."""
     text = subprocess.run([os.environ["ZELTLOG"], *words, "--help"], text=True, capture_output=True, check=True).stdout
     pairs = re.findall(r"^  (?:(-\w),)?(--?\w+)", text, re.MULTILINE)
-    return {option for pair in pairs for option in pair if option}, re.findall(r"^  (\w+)", text.partition("Subcommands:")[2], re.MULTILINE)
+    subcommands = re.findall(r"^  (\w+)", text.partition("Subcommands:")[2], re.MULTILINE)
+    return {option for pair in pairs for option in pair if option}, subcommands
 
 
 class Options(unittest.TestCase):

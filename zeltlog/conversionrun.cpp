@@ -29,7 +29,7 @@ bool isReadable(const std::string& path, int& status) {
     }
     if (text.empty()) return true;
     complain(text);
-    status = kUnreadableLog;
+    status = kNotAllWell;
     return false;
 }
 

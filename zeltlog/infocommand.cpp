@@ -17,7 +17,7 @@ struct InfoOptions {
 // The logs that follow are still told of: the status says that one was not.
 void complain(const std::string& text, int& status) {
     ::complain(text);
-    status = kUnreadableLog;
+    status = kNotAllWell;
 }
 
 // Says what is wrong with a log, if anything; false when it holds nothing to tell of.

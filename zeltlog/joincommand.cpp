@@ -7,8 +7,8 @@
 #include "zeltlog/asidefile.h"
 #include "zeltlog/commands.h"
 #include "zeltlog/logjoin.h"
-#include "zeltlog/openlog.h"
 #include "zeltlog/mergewindow.h"
+#include "zeltlog/openlog.h"
 #include "zeltlog/textformat.h"
 
 namespace fs = std::filesystem;
@@ -98,7 +98,7 @@ int runJoin(JoinOptions& options) {
     AsideFile file(options.output);
     if (!file.problem().empty()) {
         complain(file.problem());
-        return kUnreadableLog;
+        return kNotAllWell;
     }
     const WriteBlock write = [&file](Bytes block) {
         file.write(block);
@@ -108,11 +108,11 @@ int runJoin(JoinOptions& options) {
     clearTerminalProgress();
     int status = kAllWell;
     for (const JoinedLog& log : summary.logs) {
-        if (!reportLog(log)) status = kUnreadableLog;
+        if (!reportLog(log)) status = kNotAllWell;
     }
     if (summary.blocks == 0 && file.problem().empty()) {
         complain("no block of the logs lies in the window: " + options.output + " is not written");
-        return kUnreadableLog;
+        return kNotAllWell;
     }
     if (summary.conflicts != 0) {
         complain(countText(summary.conflicts, "measurement block") +
@@ -120,7 +120,7 @@ int runJoin(JoinOptions& options) {
     }
     if (!file.finish()) {
         complain(file.problem());
-        return kUnreadableLog;
+        return kNotAllWell;
     }
     printSummary(options, summary);
     return status;

@@ -57,10 +57,10 @@ private:
     void takeBlock(Reader& reader);
     bool isBeyond(const Reader& reader) const;
     bool isThinnedOut(const Reader& reader) const;
-    void place(Bytes block, int64_t place);
+    void place(Bytes block, int64_t at);
     void beginWindow();
     void writeBlock(Bytes block);
-    void closeReader(Reader& reader);
+    static void closeReader(Reader& reader);
     void tellProgress(int64_t bytes);
 
     const JoinRequest& request_;

@@ -37,5 +37,5 @@ int main(int argc, char** argv) {
     } catch (const CLI::ParseError& error) {  // -h and --version come this way too, with status 0
         status = app.exit(error) == 0 ? kAllWell : kWrongArguments;
     }
-    return isAllPrinted() || status != kAllWell ? status : kUnreadableLog;
+    return isAllPrinted() || status != kAllWell ? status : kNotAllWell;
 }

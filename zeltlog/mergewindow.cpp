@@ -9,10 +9,10 @@ namespace {
 // Bounds of what is held. Receivers stay far below them; a log of any other bytes may not make the window grow, nor
 // make it search long.
 constexpr size_t kMostHeld = size_t{64} * 1024 * 1024;
-constexpr size_t kMostEntries = 1024;     // at one time
-constexpr size_t kGroupOverhead = 256;    // bytes
-constexpr size_t kMostUnused = 16;        // groups
-constexpr size_t kMostKept = 256 * 1024;  // bytes that an unused group may keep
+constexpr size_t kMostEntries = 1024;             // at one time
+constexpr size_t kGroupOverhead = 256;            // bytes
+constexpr size_t kMostUnused = 16;                // groups
+constexpr size_t kMostKept = size_t{256} * 1024;  // bytes that an unused group may keep
 
 }  // namespace
 

@@ -50,10 +50,10 @@ void reportPosition(const StationConfig& config, const RunOptions& runOptions, c
     const ZeltFault fault = pass->file.window.fault();
     if (fault.place != ZeltFaultPlace::kNone) {
         complain(faultText(runOptions.inputFile, fault));
-        status = kUnreadableLog;
+        status = kNotAllWell;
     }
     const PositionReport report(*ledger, config, runOptions);
-    if (!report.hasPosition()) status = kUnreadableLog;
+    if (!report.hasPosition()) status = kNotAllWell;
     if (options.listsEpochs) std::fputs("\n", stdout);
     std::fputs((options.asJson ? positionJson(report) : positionText(report)).c_str(), stdout);
     if (plot && !plot->finish()) {

@@ -8,7 +8,7 @@
 
 // What a log comes to; made once, behind the pass. All must outlive the report.
 struct PositionReport {
-    PositionReport(const PositionLedger& ledger, const StationConfig& config, const RunOptions& options);
+    PositionReport(const PositionLedger& from, const StationConfig& runConfig, const RunOptions& runOptions);
 
     bool hasPosition() const { return solution.outcome == Qon::Nav::LogOutcome::kSolved; }
 

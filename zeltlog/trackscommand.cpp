@@ -23,7 +23,7 @@ void reportTracks(const RunConfig& config, const RunOptions& runOptions, const T
     clearTerminalProgress();
     if (log.fault.place != ZeltFaultPlace::kNone) {
         complain(faultText(runOptions.inputFile, log.fault));
-        status = kUnreadableLog;
+        status = kNotAllWell;
     }
     report.setEpochTimes(log.epochTimes);
     if (!options.asJson && !options.summaryOnly) std::fputs("\n", stdout);

@@ -28,6 +28,8 @@ class Manuals(unittest.TestCase):
             options = {word for line in lines for word in re.findall(r"(?<!\S)--?[a-z][a-z-]*", line)}
             self.assertEqual(complete(name, "-"), options)
             text = (ROOT / "doc" / f"{name}.1").read_text()
+            version = re.search(r"zelt2cggtts VERSION ([\d.]+)", (ROOT / "CMakeLists.txt").read_text())[1]
+            self.assertRegex(text, rf'(?m)^\.TH .* "zelt2cggtts {re.escape(version)}"')
             tags = re.findall(r"(?m)^\.TP\n(\.B.*)", text[text.index("\n.SH OPTIONS"):text.index("\n.SH EXIT")])
             self.assertEqual({word.replace("\\", "") for tag in tags for word in re.findall(r" (\\-[\\\-a-z]+)", tag)},
                              options)
