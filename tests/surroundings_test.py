@@ -323,6 +323,26 @@ class Surroundings(unittest.TestCase):
         run(ZELTLOG, "join", "-o", "joined", "log", **limits)
         self.assertEqual((self.folder / "joined").read_bytes(), LOG)
 
+    # zelt2cggtts: large_file_test. The mark of 4 GiB lies amid the blocks, behind a hole.
+    def test_log_of_four_gib(self):
+        folder = pathlib.Path(tempfile.mkdtemp(dir="/dev/shm" if os.access("/dev/shm", os.W_OK) else None))
+        self.addCleanup(shutil.rmtree, folder)
+        length, = struct.unpack_from("<H", LOG, 6)
+        try:
+            with open(folder / "log", "wb") as file:
+                file.write(LOG[:length])
+                file.seek((4 << 30) - len(LOG) // 2)
+                file.write(LOG[length:])
+        except OSError as error:
+            self.skipTest(f"no file of 4 GiB: {error}")
+        if (folder / "log").stat().st_blocks > 1 << 20:
+            self.skipTest("the file system fills holes")
+        self.assertEqual(run(ZELTLOG, "tracks", "-f", "log", *OPTIONS, cwd=folder).stdout,
+                         run(ZELTLOG, "tracks", "-f", EXAMPLE_LOG, *OPTIONS).stdout)
+        run(ZELTLOG, "join", "-o", "joined", "log", cwd=folder)
+        self.assertEqual((folder / "joined").read_bytes(), LOG)
+        self.assertIn(b'"last":"2020-06-25 02:59:', run(ZELTLOG, "info", "--span", "--json", "log", cwd=folder).stdout)
+
     def test_no_network_and_no_processes(self):
         # Of socket, clone, clone3, and where there are such fork and vfork.
         forbidden = {"x86_64": (41, 56, 435, 57, 58), "aarch64": (198, 220, 435)}.get(platform.machine())

@@ -78,50 +78,54 @@ def join(job, logs, target, words):
 
 
 def plain_logs(job, work):
-    """The logs of the day, packed ones unpacked; what is wrong with them."""
-    logs, faults = [], []
+    """The logs of the day, packed ones unpacked; {log: what is wrong with it}."""
+    logs, faults = [], {}
     for number, path in enumerate(job["logs"]):
         plain = path
         if unpacker(path):
             plain = os.path.join(work, f"{number}.zelt")
             fault = unpack(path, plain)
-            faults += [f"{path}: {fault}"] if fault else []
+            if fault:
+                faults[path] = fault
         logs.append(plain)
     return logs, faults
 
 
 def setup_of(job, paths, work, target):
-    """Writes what is current at the end of some logs where a receiver's setup is among it; was it?"""
-    logs = []
+    """Writes what is current at the end of some logs where a receiver's setup is among it; was it? None: they could not
+    be read whole."""
+    logs, is_whole = [], True
     for number, path in enumerate(paths):
         logs.append(os.path.join(work, f"earlier{number}") if unpacker(path) else path)
-        if unpacker(path):
-            unpack(path, logs[-1])
+        if unpacker(path) and unpack(path, logs[-1]):
+            is_whole = False
     try:
-        summary, _, _ = join(job, logs, target, ["--from", gps_text(job["end"]), "--every", "604800"])
+        summary, _, is_read = join(job, logs, target, ["--from", gps_text(job["end"]), "--every", "604800"])
     except Failed:  # no log, or none any more
-        return False
-    return summary["receiver_setups"] > 0
+        return None
+    return True if summary["receiver_setups"] else False if is_whole and is_read else None
 
 
 def look_for_setups(job, paths, work, known):
     """Finds out which of some logs, newest first, is the first with a setup."""
     new = [path for path in paths if path not in known]
     target = os.path.join(work, "setup.zelt")
-    if not any(map(unpacker, new)) and len(new) > 1 and not setup_of(job, new, work, target):
+    if not any(map(unpacker, new)) and len(new) > 1 and setup_of(job, new, work, target) is False:
         known.update(dict.fromkeys(new, ""))  # the usual case in one go
         return
     for path in new:
-        known[path] = ""
-        if setup_of(job, [path], work, target):
+        has_setup = setup_of(job, [path], work, target)
+        if has_setup is False:
+            known[path] = ""
+        elif has_setup:
             known[path] = hashlib.sha256(path.encode(errors="surrogateescape")).hexdigest()[:32] + ".zelt"
             os.replace(target, os.path.join(job["home"], "setups", known[path]))
             return
 
 
-def earlier_setup(job, work, told):
-    """The newest setup before the logs of the day, as a log; None where there is none. What is found out of logs, and
-    what their join told of those of the day, is kept, so that none is read for it twice."""
+def earlier_setup(job, work, bare):
+    """The newest setup before the logs of the day, as a log; None where there is none. What is found out of logs is
+    kept, so that none is read for it twice; bare: those of the day that were read whole and have none."""
     index = read_json(os.path.join(job["home"], "index.json"), {}).get("logs", {})
     earlier = sorted(((entry["span"][1], path) for path, entry in index.items()
                       if entry["span"] and entry["span"][1] < job["begin"] and path not in job["logs"]), reverse=True)
@@ -131,8 +135,7 @@ def earlier_setup(job, work, told):
     with locked(os.path.join(folder, "lock")):
         kept = read_json(os.path.join(folder, "known.json"), {})
         known = {path: name for path, (change, name) in kept.items() if index.get(path, {}).get("stamp") == change}
-        known.update((path, "") for path, log in zip(job["logs"], told)
-                     if path in index and log["read_whole"] and not log["receiver_setups"])
+        known.update((path, "") for path in bare if path in index)
         found = None
         for begin in range(0, len(paths), LOGS_AT_ONCE):
             some = paths[begin:begin + LOGS_AT_ONCE]
@@ -149,13 +152,16 @@ def join_day(job, work):
     """Joins the logs of the day with what was current before: the log, and what is wrong with its parts."""
     target = os.path.join(work, "day.zelt")
     words = ["--from", gps_text(job["begin"] - REFERENCE_LEAD), "--to", gps_text(job["end"]), "--every", str(SAMPLING)]
-    logs, faults = plain_logs(job, work)
+    logs, packing_faults = plain_logs(job, work)
     summary, messages, is_whole = join(job, logs, target, words)
-    if not summary["receiver_setups"] and (setup := earlier_setup(job, work, summary["from"])):
+    bare = [path for path, log in zip(job["logs"], summary["from"])
+            if log["read_whole"] and not log["receiver_setups"] and path not in packing_faults]
+    if not summary["receiver_setups"] and (setup := earlier_setup(job, work, bare)):
         os.rename(target, target + ".bare")
         join(job, [setup, target + ".bare"], target, words)
     for number, path in enumerate(job["logs"]):
         messages = [message.replace(os.path.join(work, f"{number}.zelt"), path) for message in messages]
+    faults = [f"{path}: {fault}" for path, fault in packing_faults.items()]
     return messages, faults if is_whole else faults + messages
 
 

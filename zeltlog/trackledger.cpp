@@ -67,8 +67,9 @@ private:
     uint32_t anchor_ = 0;  // of contiguous tracks
     uint32_t latest_ = 0;
     bool isOpen_ = false;
-    bool isClosed_ = false;  // by the engine, the track under way
-    uint32_t start_ = 0;     // of it
+    bool isClosed_ = false;   // by the engine, the track under way
+    bool isRevisit_ = false;  // it had been closed before
+    uint32_t start_ = 0;      // of it
     std::array<Tally, 256> tallies_{};
 };
 
@@ -105,8 +106,10 @@ void TrackLedger::noteEpoch(bool isInWindow) {
     const int slot = slotAt(t, isInWindow);
     if (slot == kNoSlot) return;
     const uint32_t start = t - static_cast<uint32_t>(slot + 1) * kSampleSpacing;
-    // Behind the last instant of a track a log that steps back may come to the same track once more, for more lines.
+    // A log may step back behind the last instant of a track, and come to it once more.
+    const bool isAgain = isOpen_ && start == start_ && (isClosed_ || isRevisit_);
     if (isOpen_ && (start != start_ || isClosed_)) closeLedger();
+    isRevisit_ = isAgain;
     isOpen_ = true;
     start_ = start;
     for (const ZeltMeasSat& satellite : epoch.used()) {
@@ -174,6 +177,8 @@ void TrackLedger::closeLedger() {
         // A line without a measurement: E01's, of samples of a GLONASS satellite of unknown slot (trackengine.cpp).
         const bool isLine = tally.isClosed && tally.outcome == TrackOutcome::kLine;
         if (tally.measured == 0 && !isLine) continue;
+        // An epoch that came late: of its track all is told.
+        if (isRevisit_ && !tally.isClosed) continue;
         const int number = static_cast<int>(svid);
         onRow_({start_, number, tally.bothCodes, tally.kept, fateOf(number, tally)});
     }
