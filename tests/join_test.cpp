@@ -242,6 +242,7 @@ TEST(AsideFile, HasItsNameOnlyWhenWhole) {
     const ScratchFolder folder;
     const std::string path = folder.write("out", {'o', 'l', 'd'});
     const ByteVector bytes(1000000, 'x');
+#ifndef _WIN32  // which has no device that is full
     fs::create_symlink("/dev/full", path + ".part");
     {
         AsideFile full(path);
@@ -249,9 +250,10 @@ TEST(AsideFile, HasItsNameOnlyWhenWhole) {
         EXPECT_FALSE(full.finish());
         EXPECT_NE(full.problem().find(".part: "), std::string::npos);
     }
+#endif
     { AsideFile(path).write(viewOf(bytes)); }
     EXPECT_EQ(readLog(path), ByteVector({'o', 'l', 'd'}));
-    EXPECT_FALSE(AsideFile(folder.path / "none" / "out").finish());
+    EXPECT_FALSE(AsideFile((folder.path / "none" / "out").string()).finish());
     AsideFile good(path);
     good.write(viewOf(bytes));
     EXPECT_TRUE(good.finish());
