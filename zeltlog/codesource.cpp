@@ -78,20 +78,20 @@ CodeSource::Modelled& CodeSource::modelled(int svid) {
 }
 
 void CodeSource::add(const ZeltMeasSat& satellite, const Constellation& constellation, uint32_t t) {
-    CodeTally& tally = tallies_[constellation.index];
+    CodeTally& counts = tallies_[constellation.index];
     const CodePair codes = findCodes(satellite, constellation);
     if (!hasBoth(codes)) {
-        ++tally.codeMissing;
+        ++counts.codeMissing;
         return;
     }
     Modelled& source = modelled(satellite.svid);
     switch (judgeEphemeris(source.ephemeris, t)) {
-        case SampleOutcome::kNoEphemeris: ++tally.noEphemeris; return;
-        case SampleOutcome::kUnhealthy: ++tally.unhealthy; return;
-        case SampleOutcome::kTooOldOrNew: ++tally.tooOldOrNew; return;
+        case SampleOutcome::kNoEphemeris: ++counts.noEphemeris; return;
+        case SampleOutcome::kUnhealthy: ++counts.unhealthy; return;
+        case SampleOutcome::kTooOldOrNew: ++counts.tooOldOrNew; return;
         default: break;
     }
-    ++tally.offered;
+    ++counts.offered;
     const PairDelays delays = delaysOf(pass_.config, constellation);
     const CorrectedCodes code = correctCodes(source.ephemeris, *source.model, t, codes, delays);
     measurements_.push_back({.satellite = satellite.svid,

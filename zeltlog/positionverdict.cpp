@@ -69,22 +69,24 @@ std::string whyNone(const PositionReport& report) {
     return formatText("none of %d epochs has one that is checked; %s", epochs, mostFrequentOutcome(adjustment).c_str());
 }
 
+struct Reason {
+    uint64_t count;
+    const char* text;
+};
+
 // Why nothing of a constellation was used, the reason of most measurements; empty when something was, or when it is
 // left out by -x.
 std::string absence(const PositionReport& report, const Constellation& constellation) {
     const CodeTally& tally = report.ledger.tally(constellation);
     if (tally.offered != 0 || !isConstellationEnabled(report.options, constellation.letter)) return {};
-    const struct {
-        uint64_t count;
-        const char* text;
-    } reasons[] = {
+    const Reason reasons[] = {
         {tally.codeMissing, "one code missing"},
         {tally.noEphemeris, "no ephemeris"},
         {tally.unhealthy, "ephemeris unhealthy"},
         {tally.tooOldOrNew, "ephemeris too old or too new"},
     };
-    const auto* most =
-        std::max_element(std::begin(reasons), std::end(reasons), [](auto& a, auto& b) { return a.count < b.count; });
+    const Reason* most = std::max_element(std::begin(reasons), std::end(reasons),
+                                          [](const Reason& a, const Reason& b) { return a.count < b.count; });
     const char* name = clockName(static_cast<int>(constellation.index));
     if (most->count == 0) return formatText("%s took no part: not measured.", name);
     return formatText("%s took no part: %s (%llu measurements).", name, most->text, printable(most->count));
