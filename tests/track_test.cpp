@@ -163,14 +163,7 @@ TEST_F(TrackTest, SatellitesThatAreGoneAreGone) {
 }
 
 // No line is begun behind 2850 bytes: 23 lines of 128 bytes are the most of a track.
-TEST_F(TrackTest, NoMoreLinesThanTheBufferTakes) {
-    Satellite satellite = kGpsSatellite;
-    ByteVector log;
-    for (satellite.svid = 1; satellite.svid <= 32; ++satellite.svid) log += navBlock(satellite);
-    satellite.svid = 1;
-    for (uint32_t t = kTrackStart + 30; t <= kTrackStart + 780; t += 30) log += epochBlock(satellite, t, {}, 32);
-    EXPECT_EQ(linesOfLog(log).size(), 23U);
-}
+TEST_F(TrackTest, NoMoreLinesThanTheBufferTakes) { EXPECT_EQ(linesOfLog(simulateAllGps()).size(), 23U); }
 
 // What is asked for in single precision reaches the columns so: compilers have lost roundings of neighbouring values.
 TEST(FinishTrack, SingleValuesAreSingle) {

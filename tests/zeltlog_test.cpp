@@ -81,13 +81,8 @@ TEST_F(TracksTest, ATrackThatALogComesBackToIsThereAgain) {
 }
 
 TEST_F(TracksTest, OfThirtyTwoSatellites23HaveRoom) {
-    Satellite satellite = kGpsSatellite;
-    ByteVector log;
-    for (satellite.svid = 1; satellite.svid <= 32; ++satellite.svid) log += navBlock(satellite);
-    satellite.svid = 1;
-    for (uint32_t t = kTrackStart + 30; t <= kTrackStart + 780; t += 30) log += epochBlock(satellite, t, {}, 32);
     size_t lines = 0;
-    for (const TrackRow& row : rowsOf(log)) {
+    for (const TrackRow& row : rowsOf(simulateAllGps())) {
         lines += row.fate == TrackFate::kLine ? 1 : 0;
         EXPECT_EQ(row.fate, row.svid <= 23 ? TrackFate::kLine : TrackFate::kNoRoom) << row.svid;
         EXPECT_EQ(row.bothCodes * 100 + row.kept, 2626) << row.svid;

@@ -103,7 +103,9 @@ def setup_of(job, paths, work, target):
         summary, _, is_read = join(job, logs, target, ["--from", gps_text(job["end"]), "--every", "604800"])
     except Failed:  # no log, or none any more
         return None
-    return True if summary["receiver_setups"] else False if is_whole and is_read else None
+    if summary["receiver_setups"]:
+        return True
+    return False if is_whole and is_read else None
 
 
 def look_for_setups(job, paths, work, known):

@@ -102,3 +102,13 @@ OnProgress terminalProgress(const std::string& label) {
 void clearTerminalProgress() {
     if (isTerminal()) std::fprintf(stderr, "\r%s\r", std::string(kProgressWidth, ' ').c_str());
 }
+
+void showProgressOf(FilePass& pass, const OnProgress& onProgress, PassEvents& events) {
+    if (!onProgress) return;
+    const auto next = events.block;
+    events.block = [&pass, onProgress, next, size = 0.0F](Bytes block) mutable {
+        if (size == 0) size = static_cast<float>(zeltGetFileLength(pass.file));
+        if (next) next(block);
+        onProgress(100 * static_cast<float>(zeltGetFilePos(pass.file)) / size);
+    };
+}

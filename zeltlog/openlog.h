@@ -4,6 +4,7 @@
 #include <functional>
 #include <string>
 
+#include "app/pass.h"
 #include "utils/zeltdata/zeltwindow.h"
 
 // Told now and then how far a pass is, percent.
@@ -27,3 +28,6 @@ bool holdsBlock(const std::string& path, ZeltFault& fault);
 // Draws a bar on standard error where that is a terminal; null elsewhere.
 OnProgress terminalProgress(const std::string& label);
 void clearTerminalProgress();
+
+// Tells how far a pass is, block by block, beside who listens to its blocks already. Nothing for a null function.
+void showProgressOf(FilePass& pass, const OnProgress& onProgress, PassEvents& events);

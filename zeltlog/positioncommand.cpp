@@ -22,14 +22,6 @@ void printEpoch(const std::string& line, const PositionOptions& options, std::op
     if (plot) plot->write(line);
 }
 
-void showProgress(FilePass& pass, PassEvents& events, const OnProgress& progress) {
-    if (!progress) return;
-    events.block = [&pass, progress, size = 0.0F](Bytes /*block*/) mutable {
-        if (size == 0) size = static_cast<float>(pass.file.window.length());
-        progress(100 * static_cast<float>(zeltGetFilePos(pass.file)) / size);
-    };
-}
-
 void reportPosition(const StationConfig& config, const RunOptions& runOptions, const PositionOptions& options,
                     int& status) {
     std::optional<PlotPipe> plot;
@@ -44,7 +36,7 @@ void reportPosition(const StationConfig& config, const RunOptions& runOptions, c
     const auto pass = std::make_unique<FilePass>(config, runOptions);
     PassEvents events;
     const auto ledger = std::make_unique<PositionLedger>(*pass, config, events, onEpoch);
-    showProgress(*pass, events, terminalProgress("Reading:"));
+    showProgressOf(*pass, terminalProgress("Reading:"), events);
     runPass(*pass, events, ZeltOnFault::kEndFile);
     clearTerminalProgress();
     const ZeltFault fault = pass->file.window.fault();
@@ -57,14 +49,14 @@ void reportPosition(const StationConfig& config, const RunOptions& runOptions, c
     if (options.listsEpochs) std::fputs("\n", stdout);
     std::fputs((options.asJson ? positionJson(report) : positionText(report)).c_str(), stdout);
     if (plot && !plot->finish()) {
-        std::fprintf(stderr, "zeltlog: plot-position drew no %s\n", options.picture.c_str());
+        complain("plot-position drew no " + options.picture);
         status = kWrongArguments;
     }
 }
 
 void runPosition(const std::vector<std::string>& words, const PositionOptions& options, int& status) {
     if (options.asJson && options.listsEpochs) {
-        std::fprintf(stderr, "zeltlog: --epochs are lines, not part of --json\n");
+        complain("--epochs are lines, not part of --json");
         status = kWrongArguments;
         return;
     }

@@ -6,6 +6,7 @@
 
 #include "cggtts/schedule.h"
 #include "utils/geometry/navtools.h"
+#include "zeltlog/openlog.h"
 
 using namespace Qon::Nav;
 
@@ -186,16 +187,6 @@ void TrackLedger::closeLedger() {
     isOpen_ = isClosed_ = false;
 }
 
-// Lets the bar follow the pass, beside who listens already.
-void showProgressOf(FilePass& pass, const OnProgress& onProgress, PassEvents& events) {
-    const auto next = events.block;  // the ledger listens already
-    events.block = [&pass, onProgress, next, size = 0.0F](Bytes block) mutable {
-        if (size == 0) size = static_cast<float>(zeltGetFileLength(pass.file));
-        next(block);
-        onProgress(100 * static_cast<float>(zeltGetFilePos(pass.file)) / size);
-    };
-}
-
 }  // namespace
 
 FollowedLog followTracks(const RunConfig& config, const RunOptions& options,
@@ -203,7 +194,7 @@ FollowedLog followTracks(const RunConfig& config, const RunOptions& options,
     const auto pass = std::make_unique<FilePass>(config, options);
     PassEvents events;
     TrackLedger ledger(*pass, events, onRow);
-    if (onProgress) showProgressOf(*pass, onProgress, events);
+    showProgressOf(*pass, onProgress, events);
     runPass(*pass, events, ZeltOnFault::kEndFile);
     ledger.finish();
     const ZeltFault fault = pass->file.window.fault();

@@ -103,3 +103,12 @@ ByteVector simulate(const Satellite& s, int epochs, const std::vector<int>& miss
     }
     return log;
 }
+
+ByteVector simulateAllGps() {
+    Satellite satellite = kGpsSatellite;
+    ByteVector log;
+    for (satellite.svid = 1; satellite.svid <= 32; ++satellite.svid) log += navBlock(satellite);
+    satellite.svid = 1;
+    for (uint32_t t = kTrackStart + 30; t <= kTrackStart + 780; t += 30) log += epochBlock(satellite, t, {}, 32);
+    return log;
+}

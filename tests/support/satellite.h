@@ -47,3 +47,6 @@ ByteVector epochBlock(const Satellite& satellite, uint32_t t, const Truth& truth
 // A log of `epochs` samples from the track's first on, without those in `missing`.
 ByteVector simulate(const Satellite& satellite, int epochs = 26, const std::vector<int>& missing = {},
                     const Truth& truth = {});
+
+// A log of one track with all 32 satellites of GPS in one place.
+ByteVector simulateAllGps();
