@@ -2,6 +2,7 @@
 
 #include "cggtts/linefit.h"
 #include "cggtts/troposphere.h"
+#include "utils/geometry/constants.h"
 #include "utils/geometry/sigtypes.h"
 #include "utils/nav/positionfilter/models/orbits/groupdelay.h"
 
@@ -10,7 +11,6 @@ using namespace Qon::Nav;
 namespace {
 
 constexpr double kSecondsPerNanosecond = 1e-9;
-constexpr double kDegreesPerRadian = 57.29577951308232;
 constexpr double kHalfTrack = kTrackLength / 2.0;  // s
 
 // The corrected samples of a track: lengths in m, offsets in s since the track's printed start.

@@ -20,7 +20,6 @@ namespace {
 
 constexpr double kC = 299792458.0;
 
-Vector3 minus(const Vector3& a, const Vector3& b) { return {a.x - b.x, a.y - b.y, a.z - b.z}; }
 double length(const Vector3& a) { return std::hypot(a.x, a.y, a.z); }
 double dot(const Vector3& a, const Vector3& b) { return a.x * b.x + a.y * b.y + a.z * b.z; }
 
@@ -65,7 +64,8 @@ TEST(Orbits, NeighbouringEphemeridesAgree) {
             const double t = (referenceTime(a) + referenceTime(b)) / 2;
             if (!IsEphemerisUsable(a, t) || !IsEphemerisUsable(b, t)) continue;
             ++pairs[code];
-            EXPECT_LT(length(minus(positionAt(a, t), positionAt(b, t))), limits.at(code).orbit) << svid << ' ' << t;
+            EXPECT_LT(length(Difference(positionAt(a, t), positionAt(b, t))), limits.at(code).orbit)
+                << svid << ' ' << t;
             EXPECT_NEAR(SatelliteModel(a).GetSatClockBias(t), SatelliteModel(b).GetSatClockBias(t),
                         limits.at(code).clock)
                 << svid << ' ' << t;
@@ -80,7 +80,7 @@ TEST(Orbits, RelativityFollowsFromTheMotion) {
     for (const auto& [svid, ephemerides] : exampleEphemerides()) {
         const double t = referenceTime(ephemerides[0]) + 1000;
         const auto at = [&, &all = ephemerides](double dt) { return positionAt(all[0], t + dt); };
-        const double expected = -2 * dot(at(0), minus(at(0.5), at(-0.5))) / kC;
+        const double expected = -2 * dot(at(0), Difference(at(0.5), at(-0.5))) / kC;
         const bool inItsClock = SVIDToConstellation(svid) == kGlonass;
         EXPECT_NEAR(SatelliteModel(ephemerides[0]).GetRelativisticCorr(t), inItsClock ? 0 : expected,
                     inItsClock ? 0 : 0.02)
@@ -98,8 +98,8 @@ TEST(Orbits, GeostationaryBeiDouSatellites) {
         return OM_GetSatPosBDS(ephemeris, 1000);
     };
     for (int svid = 161; svid <= 197; ++svid) {
-        EXPECT_EQ(length(minus(at(svid), at(163))) < 1, svid <= 165) << svid;
-        EXPECT_EQ(length(minus(at(svid), at(180))) < 1, svid > 165) << svid;
+        EXPECT_EQ(length(Difference(at(svid), at(163))) < 1, svid <= 165) << svid;
+        EXPECT_EQ(length(Difference(at(svid), at(180))) < 1, svid > 165) << svid;
     }
 }
 
@@ -123,7 +123,7 @@ TEST(Orbits, GlonassIntegrationEndsAndSharesItsArc) {
         const auto position = shared.positionAt(ephemeris.referenceTime + dt);
         EXPECT_EQ(expected.has_value(), std::fabs(dt) < 1920) << dt;
         ASSERT_EQ(position.has_value(), expected.has_value()) << dt;
-        EXPECT_EQ(expected ? length(minus(*position, *expected)) : 0, 0) << dt;
+        EXPECT_EQ(expected ? length(Difference(*position, *expected)) : 0, 0) << dt;
     }
     const auto broadcast = OM_GetSatPosGLO(ephemeris, ephemeris.referenceTime);
     EXPECT_EQ(broadcast->x, ephemeris.positionKm.x * 1000);
@@ -137,7 +137,7 @@ TEST(Orbits, PositionsTurnWithTheEarthDuringTheTravel) {
     const auto& gps = std::get<GpsEphemeris>(any);
     const Vector3 still = OM_GetSatPosGPS(gps, gps.referenceTime);
     const Vector3 turned = SatelliteModel(any).GetSatPosition(gps.referenceTime, receiver);
-    const double angle = length(minus(still, receiver)) / kC * 7.2921151467e-5;
+    const double angle = length(Difference(still, receiver)) / kC * 7.2921151467e-5;
     EXPECT_NEAR(turned.x - still.x, angle * still.y, 1e-6);
     EXPECT_NEAR(turned.y - still.y, -angle * still.x, 1e-6);
     EXPECT_EQ(turned.z, still.z);

@@ -6,6 +6,7 @@
 #include <memory>
 
 #include "tests/support/logs.h"
+#include "zeltlog/jsontext.h"
 #include "zeltlog/positiontext.h"
 
 using namespace Qon::Nav;
@@ -121,6 +122,30 @@ TEST(Position, AgreesWithTheSurveyedAntennaAndRejectsNothing) {
     EXPECT_LT(clean().report->comparison.enuSigma.z, 2);
     EXPECT_EQ(clean().outcomes(EpochOutcome::kConsistent), kEpochs);
     EXPECT_EQ(remarksOn(*clean().report), std::vector<std::string>{});
+}
+
+TEST(Position, TheObjectTellsWhatTheTextTells) {
+    const std::string text = positionText(*clean().report);
+    const Json json = Json::parse(positionJson(*clean().report));
+    const Json& position = json["position"];
+    const Json& clock = json["clocks"][1];
+    const struct {
+        std::string title;
+        const Json& value;
+        double tolerance;
+    } cases[] = {{"  X ", position["ecef_m"][0], 1e-3},
+                 {"  Z ", position["ecef_m"][2], 1e-3},
+                 {"  latitude ", position["latitude_deg"], 1e-8},
+                 {"  longitude ", position["longitude_deg"], 1e-8},
+                 {"  height ", position["height_m"], 1e-3},
+                 {"in use:  east ", json["comparison"]["enu_m"][0], 1e-3},
+                 {", up ", json["comparison"]["enu_m"][2], 1e-3},
+                 {"clock by Galileo less by GPS: ", clock["mean_ns"], 0.1},
+                 {"\nRMS of residuals, m ", json["constellations"]["GPS"]["rms_m"], 0.01}};
+    for (const auto& [title, value, tolerance] : cases) {
+        ASSERT_NE(text.find(title), std::string::npos) << title;
+        EXPECT_NEAR(value.get<double>(), std::atof(text.c_str() + text.find(title) + title.size()), tolerance) << title;
+    }
 }
 
 TEST(Position, BothBlockFamiliesGiveIt) {

@@ -4,12 +4,11 @@
 #include <cmath>
 
 #include "cggtts/troposphere.h"
+#include "utils/geometry/constants.h"
 
 using namespace Qon::Nav;
 
 namespace {
-
-constexpr double kRadiansPerDegree = 0.017453292519943295;
 
 // Standard deviation of an ionosphere-free code (m), in the order of kConstellations: receiver noise and multipath,
 // three times those of one code and larger towards the horizon, with the errors of broadcast orbits and clocks. GLONASS
@@ -34,15 +33,13 @@ Vector3 upAt(const Vector3& position) {
     return {frame.cosLat * frame.cosLon, frame.cosLat * frame.sinLon, frame.sinLat};
 }
 
-Vector3 difference(const Vector3& a, const Vector3& b) { return {a.x - b.x, a.y - b.y, a.z - b.z}; }
-
 }  // namespace
 
 CodeModel makeCodeModel(const StationConfig& config) {
     CodeModel model;
     std::copy(kCodeNoise.begin(), kCodeNoise.end(), model.noise.begin());
     model.troposphere = {zenithTropoDelay, tropoMapping};
-    model.elevationMask = config.elevationMaskDeg * kRadiansPerDegree;
+    model.elevationMask = config.elevationMaskDeg / kDegreesPerRadian;
     return model;
 }
 
@@ -52,7 +49,7 @@ void setPhaseCentres(const StationConfig& config, const Vector3& position, CodeM
     const LocalFrame stated = LocalFrameAt(from);
     const Vector3 up = upAt(position);
     for (size_t i = 0; i < kTrackedConstellations; ++i) {
-        const double height = EcefToEnu(difference(config.phaseCentre[i], from), stated).z;
+        const double height = EcefToEnu(Difference(config.phaseCentre[i], from), stated).z;
         model.phaseCentre[i] = {height * up.x, height * up.y, height * up.z};
     }
 }

@@ -1,21 +1,11 @@
-#include <nlohmann/json.hpp>
-
 #include "utils/geometry/satnames.h"
 #include "zeltlog/blocknames.h"
 #include "zeltlog/infotext.h"
-
-// Members come out in the order in which they are put in, which is that of the text.
-using Json = nlohmann::ordered_json;
+#include "zeltlog/jsontext.h"
 
 namespace {
 
 constexpr double kMillisecondsPerSecond = 1000;
-
-// Text that is no UTF-8 gets replacement characters instead of ending the program.
-std::string dumpJson(const Json& json) { return json.dump(-1, ' ', false, Json::error_handler_t::replace); }
-
-// What is not known is null, not a number or a text that might be taken for one.
-Json timeJson(int64_t t) { return t == kNoTime ? Json() : Json(formatTime(t)); }
 
 Json secondsJson(int64_t milliseconds) {
     return milliseconds == kNoTime ? Json() : Json(static_cast<double>(milliseconds) / kMillisecondsPerSecond);
@@ -102,12 +92,11 @@ Json constellationJson(const ConstellationInfo& c, bool hasMessages) {
 }  // namespace
 
 std::string spanJson(const LogSpan& span) {
-    return dumpJson({{"log", span.path},
+    return jsonLine({{"log", span.path},
                      {"first", timeJson(span.first)},
                      {"last", timeJson(span.last)},
                      {"in_order", span.isOrdered},
-                     {"whole_log_read", span.isWhole}}) +
-           '\n';
+                     {"whole_log_read", span.isWhole}});
 }
 
 std::string infoJson(const LogInfo& info) {
@@ -133,5 +122,5 @@ std::string infoJson(const LogInfo& info) {
         const bool hasMessages = kConstellations[c].code == Qon::Nav::kGalileo;
         json["constellations"][kConstellationNames[c]] = constellationJson(info.constellations[c], hasMessages);
     }
-    return dumpJson(json) + '\n';
+    return jsonLine(json);
 }

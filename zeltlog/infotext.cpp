@@ -3,6 +3,7 @@
 #include <cstdarg>
 #include <cstdio>
 
+#include "utils/geometry/constants.h"
 #include "utils/geometry/geometry.h"
 #include "utils/geometry/satnames.h"
 #include "zeltlog/blocknames.h"
@@ -11,8 +12,6 @@
 using namespace Qon::Nav;
 
 namespace {
-
-constexpr double kDegreesPerRadian = 57.29577951308232;
 
 // The facts of one log stand behind a column of names; an empty name goes on with the one above.
 void appendFact(std::string& text, const char* name, const std::string& fact) {

@@ -1,11 +1,11 @@
 #include <cstdio>
 #include <filesystem>
 #include <memory>
-#include <nlohmann/json.hpp>
 
 #include "app/cmdline.h"
 #include "zeltlog/asidefile.h"
 #include "zeltlog/commands.h"
+#include "zeltlog/jsontext.h"
 #include "zeltlog/logjoin.h"
 #include "zeltlog/mergewindow.h"
 #include "zeltlog/openlog.h"
@@ -74,17 +74,19 @@ bool reportLog(const JoinedLog& log) {
 
 void printSummary(const JoinOptions& options, const JoinSummary& summary) {
     if (options.asJson) {
-        using Json = nlohmann::ordered_json;
-        const auto timeOf = [](int64_t t) { return t == kNoTime ? Json() : Json(formatTime(t)); };
-        Json json = {{"log", options.output},          {"blocks", summary.blocks},
-                     {"bytes", summary.bytes},         {"receiver_setups", summary.setups},
-                     {"doubles", summary.doubles},     {"conflicts", summary.conflicts},
-                     {"first", timeOf(summary.first)}, {"last", timeOf(summary.last)}};
+        Json json = {{"log", options.output},
+                     {"blocks", summary.blocks},
+                     {"bytes", summary.bytes},
+                     {"receiver_setups", summary.setups},
+                     {"doubles", summary.doubles},
+                     {"conflicts", summary.conflicts},
+                     {"first", timeJson(summary.first)},
+                     {"last", timeJson(summary.last)}};
         for (const JoinedLog& log : summary.logs) {
             json["from"].push_back(
                 {{"log", log.path}, {"read_whole", log.isReadWhole}, {"receiver_setups", log.setups}});
         }
-        std::printf("%s\n", json.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace).c_str());
+        std::printf("%s", jsonLine(json).c_str());
         return;
     }
     std::printf("%s: %s, %lld bytes, %s to %s; doubles left out: %llu\n", options.output.c_str(),

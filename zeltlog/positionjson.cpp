@@ -1,34 +1,38 @@
 #include <cmath>
-#include <nlohmann/json.hpp>
 
-#include "zeltlog/calendar.h"
+#include "utils/geometry/constants.h"
 #include "zeltlog/infotext.h"
+#include "zeltlog/jsontext.h"
 #include "zeltlog/positiontext.h"
 
-using Json = nlohmann::ordered_json;
 using namespace Qon::Nav;
 
 namespace {
 
-constexpr double kDegreesPerRadian = 57.29577951308232;
+constexpr double kPartsOfMetre = 1e4;
+constexpr double kPartsOfDegree = 1e9;  // 0.1 mm on the ground
+constexpr double kPartsOfNanosecond = 1e3;
+constexpr double kPartsOfRatio = 1e4;
 
-Json timeJson(int64_t t) { return t == kNoTime ? Json() : Json(formatTime(t)); }
-
-Json vectorJson(const Vector3& v) { return {v.x, v.y, v.z}; }
+Json metresJson(double metres) { return roundedJson(metres, kPartsOfMetre); }
+Json degreesJson(double radians) { return roundedJson(radians * kDegreesPerRadian, kPartsOfDegree); }
+Json nanosecondsJson(double metres) { return roundedJson(metresToNs(metres), kPartsOfNanosecond); }
+Json ratioJson(double ratio) { return roundedJson(ratio, kPartsOfRatio); }
+Json vectorJson(const Vector3& v) { return {metresJson(v.x), metresJson(v.y), metresJson(v.z)}; }
 
 Json positionOf(const PositionReport& report) {
     if (!report.hasPosition()) return {};
     const LogPosition& s = report.solution;
     const Geodetic g = EcefToGeodetic(s.position);
-    const auto sigma = [&](size_t i) { return std::sqrt(s.covariance[i][i]); };
+    const auto sigma = [&](size_t i) { return metresJson(std::sqrt(s.covariance[i][i])); };
     return {{"ecef_m", vectorJson(s.position)},
             {"ecef_sigma_m", {sigma(0), sigma(1), sigma(2)}},
-            {"latitude_deg", g.latitude * kDegreesPerRadian},
-            {"longitude_deg", g.longitude * kDegreesPerRadian},
-            {"height_m", g.height},
+            {"latitude_deg", degreesJson(g.latitude)},
+            {"longitude_deg", degreesJson(g.longitude)},
+            {"height_m", metresJson(g.height)},
             {"enu_sigma_m", vectorJson(report.comparison.enuSigma)},
-            {"variance_factor", s.varianceFactor},
-            {"correlation_factor", s.correlationFactor}};
+            {"variance_factor", ratioJson(s.varianceFactor)},
+            {"correlation_factor", ratioJson(s.correlationFactor)}};
 }
 
 Json comparisonJson(const PositionReport& report) {
@@ -36,8 +40,8 @@ Json comparisonJson(const PositionReport& report) {
     const PositionComparison& c = report.comparison;
     return {{"position_in_use_m", vectorJson(report.config.referencePoint)},
             {"enu_m", vectorJson(c.enu)},
-            {"statistic", c.statistic},
-            {"threshold", c.threshold},
+            {"statistic", ratioJson(c.statistic)},
+            {"threshold", ratioJson(c.threshold)},
             {"agrees", c.agrees},
             {"differs", {{"east", c.differs[0]}, {"north", c.differs[1]}, {"up", c.differs[2]}}}};
 }
@@ -58,7 +62,7 @@ Json constellationsJson(const PositionReport& report) {
         const int clock = static_cast<int>(c.index);
         json[clockName(clock)] = {
             {"used", adjustment.clockMeasurements[c.index]},
-            {"rms_m", report.hasPosition() ? Json(ClockRms(adjustment, report.solution, clock)) : Json()},
+            {"rms_m", report.hasPosition() ? metresJson(ClockRms(adjustment, report.solution, clock)) : Json()},
             {"offered", tally.offered},
             {"code_missing", tally.codeMissing},
             {"no_ephemeris", tally.noEphemeris},
@@ -77,8 +81,8 @@ Json clocksJson(const PositionReport& report) {
             if (d.epochs == 0) continue;
             json.push_back({{"clock", clockName(b)},
                             {"less", clockName(a)},
-                            {"mean_ns", metresToNs(d.mean)},
-                            {"scatter_ns", metresToNs(d.scatter)},
+                            {"mean_ns", nanosecondsJson(d.mean)},
+                            {"scatter_ns", nanosecondsJson(d.scatter)},
                             {"epochs", d.epochs}});
         }
     }
@@ -95,7 +99,7 @@ Json satellitesJson(const PositionReport& report) {
         json[satelliteName(number)] = {
             {"used", satellite.used},
             {"rejected", satellite.atFault},
-            {"rms_m", report.hasPosition() ? Json(SatelliteRms(adjustment, report.solution, number)) : Json()}};
+            {"rms_m", report.hasPosition() ? metresJson(SatelliteRms(adjustment, report.solution, number)) : Json()}};
     }
     return json;
 }
@@ -107,7 +111,7 @@ Json spellsJson(const PositionLedger& ledger) {
                         {"first", formatTime(int64_t{spell.first} * 1000)},
                         {"last", formatTime(int64_t{spell.last} * 1000)},
                         {"epochs", spell.epochs},
-                        {"largest_m", spell.largest}});
+                        {"largest_m", metresJson(spell.largest)}});
     }
     return json;
 }
@@ -126,5 +130,5 @@ std::string positionJson(const PositionReport& report) {
     json["constellations"] = constellationsJson(report);
     json["clocks"] = clocksJson(report);
     json["satellites"] = satellitesJson(report);
-    return json.dump(-1, ' ', false, Json::error_handler_t::replace) + '\n';
+    return jsonLine(json);
 }

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "utils/geometry/constants.h"
 #include "zeltlog/calendar.h"
 #include "zeltlog/infotext.h"
 #include "zeltlog/textformat.h"
@@ -11,11 +12,7 @@ using namespace Qon::Nav;
 
 namespace {
 
-constexpr double kDegreesPerRadian = 57.29577951308232;
-
 unsigned long long printable(uint64_t count) { return count; }
-
-Vector3 difference(const Vector3& a, const Vector3& b) { return {a.x - b.x, a.y - b.y, a.z - b.z}; }
 
 std::string faultyNames(const PositionEpoch& epoch) {
     std::string names;
@@ -150,7 +147,7 @@ std::string epochText(const PositionEpoch& epoch, const Vector3& inUse) {
     std::string text =
         formatText("%s\t%s\t%d\t", formatTime(int64_t{epoch.t} * 1000).c_str(), EpochOutcomeText(s.outcome), s.used);
     if (s.outcome >= EpochOutcome::kTooFewSatellites) return text + "-\t-\t-\t-\t-\t-\t-\t-\t-\t-\n";
-    const Vector3 enu = EcefToEnu(difference(s.position, inUse), LocalFrameAt(inUse));
+    const Vector3 enu = EcefToEnu(Difference(s.position, inUse), LocalFrameAt(inUse));
     text += formatText("%d\t%.2f\t%.2f\t%.3f\t%.3f\t%.3f\t%.3f\t%.3f\t%.3f\t", s.degreesOfFreedom, s.statistic,
                        s.threshold, s.position.x, s.position.y, s.position.z, enu.x, enu.y, enu.z);
     const std::string names = faultyNames(epoch);

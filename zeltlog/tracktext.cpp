@@ -1,15 +1,13 @@
 #include "zeltlog/tracktext.h"
 
 #include <algorithm>
-#include <nlohmann/json.hpp>
 
 #include "cggtts/schedule.h"
 #include "utils/geometry/navtools.h"
 #include "utils/geometry/satnames.h"
 #include "zeltlog/infotext.h"
+#include "zeltlog/jsontext.h"
 #include "zeltlog/textformat.h"
-
-using Json = nlohmann::ordered_json;
 
 namespace {
 
@@ -146,5 +144,5 @@ std::string reportJson(const TrackReport& report) {
                                   {"kept", row.kept},
                                   {"outcome", fateText(row.fate)}});
     }
-    return json.dump(-1, ' ', false, Json::error_handler_t::replace) + '\n';
+    return jsonLine(json);
 }

@@ -35,8 +35,10 @@ LocalFrame LocalFrameAt(const Vector3& position) {
     return MakeLocalFrame(geodetic.latitude, geodetic.longitude);
 }
 
+Vector3 Difference(const Vector3& a, const Vector3& b) { return {a.x - b.x, a.y - b.y, a.z - b.z}; }
+
 LineOfSight GetLineOfSight(const Vector3& receiver, const Vector3& satellite) {
-    const Vector3 d{satellite.x - receiver.x, satellite.y - receiver.y, satellite.z - receiver.z};
+    const Vector3 d = Difference(satellite, receiver);
     const double range = std::sqrt(d.x * d.x + d.y * d.y + d.z * d.z);
     return {d, range, range > kMinimumRange};
 }

@@ -45,6 +45,9 @@ LocalFrame MakeLocalFrame(double latitude, double longitude);
 // The frame of an ECEF position.
 LocalFrame LocalFrameAt(const Vector3& position);
 
+// a - b.
+Vector3 Difference(const Vector3& a, const Vector3& b);
+
 // The straight line between two positions as they are given: the caller turns a satellite's for the Earth's rotation.
 LineOfSight GetLineOfSight(const Vector3& receiver, const Vector3& satellite);
 
