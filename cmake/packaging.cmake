@@ -12,9 +12,21 @@ endif()
 set(programs zelt2cggtts)
 if(ZELT_LOG)
   list(APPEND programs zeltlog)
-  # The libraries that zeltlog is built with want their licences beside it; Debian's packages have them here.
-  foreach(library libcli11-dev libeigen3-dev nlohmann-json3-dev)
-    install(FILES /usr/share/doc/${library}/copyright DESTINATION ${docs}/libraries RENAME ${library} OPTIONAL)
+  set(libraries libcli11-dev libeigen3-dev nlohmann-json3-dev)
+endif()
+if(WIN32)
+  list(APPEND libraries gcc-mingw-w64-base mingw-w64-common)
+elseif(ZELT_STATIC)
+  list(APPEND libraries gcc-12-base libc6)
+endif()
+
+# The libraries that are in the programs want their licences beside them; Debian has them here.
+foreach(library IN LISTS libraries)
+  install(FILES /usr/share/doc/${library}/copyright DESTINATION ${docs}/libraries RENAME ${library} OPTIONAL)
+endforeach()
+if(WIN32 OR ZELT_STATIC)  # for machines that are not Debian's
+  foreach(licence GPL-3 LGPL-2.1 MPL-2.0)
+    install(FILES /usr/share/common-licenses/${licence} DESTINATION ${docs}/libraries OPTIONAL)
   endforeach()
 endif()
 
