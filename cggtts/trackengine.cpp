@@ -35,7 +35,7 @@ bool CggttsProcessor::addEpoch(const ZeltMeasEpoch& epoch) {
     const uint32_t t = epoch.wnc * kSecondsPerWeek + epoch.tow / 1000;
     // In a log faster than 1 Hz the first epoch of a whole second is its sample.
     if (t % kSampleSpacing != 0 || t == lastSampleTime_) return false;
-    if (!lastSampleTime_) contiguousAnchor_ = t;
+    if (lastSampleTime_ == 0) contiguousAnchor_ = t;
     startTracks(t);
     const int slot = slotAt(t);
     for (const ZeltMeasSat& satellite : epoch.used()) addSatellite(satellite, t, slot);
@@ -44,7 +44,7 @@ bool CggttsProcessor::addEpoch(const ZeltMeasEpoch& epoch) {
 
 // Records of satellites of which nothing was received stay as they are, empty.
 void CggttsProcessor::startTracks(uint32_t t) {
-    const bool goesOn = lastSampleTime_ && slotAt(t) != 0 && t == *lastSampleTime_ + kSampleSpacing;
+    const bool goesOn = slotAt(t) != 0 && t == lastSampleTime_ + kSampleSpacing;
     lastSampleTime_ = t;
     if (goesOn) return;
     for (const Constellation& constellation : kConstellations) {

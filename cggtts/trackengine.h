@@ -47,7 +47,7 @@ public:
     }
 
     // The last sample instant, s since 1980-01-06; 0 before the first. It names the files.
-    uint32_t lastSampleTime() const { return lastSampleTime_.value_or(0); }
+    uint32_t lastSampleTime() const { return lastSampleTime_; }
 
 private:
     void startTracks(uint32_t t);
@@ -61,8 +61,8 @@ private:
     const RunConfig& config_;
     const Qon::Nav::EphemerisStore& store_;
     std::optional<Qon::Nav::LocalFrame> station_;  // of all directions: where the first sample kept was received
-    std::optional<uint32_t> lastSampleTime_;
-    uint32_t contiguousAnchor_ = 0;  // the first sample instant
+    uint32_t lastSampleTime_ = 0;                  // s; 0: there was none
+    uint32_t contiguousAnchor_ = 0;                // the first sample instant
     std::array<TrackRecord, kTrackedSatellites> tracks_;
     std::array<std::string, kTrackedConstellations> lineBuffers_;
     TrackEvents events_;

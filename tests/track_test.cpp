@@ -115,20 +115,6 @@ TEST_F(TrackTest, TheFirstSampleFixesTheStation) {
     EXPECT_NEAR(field(line, 24, 4), 800, 3) << line;  // from a horizon 10 degrees off
 }
 
-// The very first second of GPS time is an instant like any other: it anchors the contiguous tracks.
-TEST_F(TrackTest, TimeMayBeginAtTheOrigin) {
-    config.isContiguous = true;
-    config.elevationMaskDeg = -90;
-    ByteVector log = BlockBuilder(navBlock(kGpsSatellite)).u16(kZeltWncOffset, 0).u32(88, 0).u16(138, 0).done();
-    for (uint32_t i = 0; i <= 26; ++i) {
-        log += BlockBuilder(epochBlock(kGpsSatellite, kTrackStart))
-                   .u32(kZeltTowOffset, i * 30000)
-                   .u16(kZeltWncOffset, 0)
-                   .done();
-    }
-    EXPECT_EQ(filesOf(log).size(), 4U);
-}
-
 TEST_F(TrackTest, NumericOnlyReplacesCapitals) {
     options.isNumericOnly = true;
     EXPECT_EQ(linesOfLog(simulate(kGpsSatellite)).at(0).substr(0, 7), "005 00 ");
