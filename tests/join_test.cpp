@@ -57,10 +57,10 @@ Joined join(const Blocks& logs, JoinRequest request = {}) {
     return result;
 }
 
-uint64_t lateBlocks(const Joined& result) {
-    uint64_t late = 0;
-    for (const JoinedLog& log : result.summary.logs) late += log.late;
-    return late;
+uint64_t outOfOrder(const Joined& result) {
+    uint64_t count = 0;
+    for (const JoinedLog& log : result.summary.logs) count += log.outOfOrder;
+    return count;
 }
 
 int64_t millisecondOf(const ByteVector& block) { return blockTime(viewOf(block)); }
@@ -87,7 +87,7 @@ TEST(Join, GivesTheLogBackThatWasCut) {
         EXPECT_TRUE(result.log == whole) << overlap;
         EXPECT_EQ(result.summary.blocks, blocks.size());
         EXPECT_GE(result.summary.doubles, blocks.size());
-        EXPECT_EQ(lateBlocks(result), 0U);
+        EXPECT_EQ(outOfOrder(result), 0U);
     }
 }
 
@@ -122,7 +122,7 @@ TEST(Join, SortsWithinItsWindow) {
     std::rotate(late.begin() + 100, late.begin() + 101, late.begin() + 161);
     const Joined result = join({joined(late), joined(late)});
     EXPECT_TRUE(result.log == joined(late));
-    EXPECT_EQ(lateBlocks(result), 2U);
+    EXPECT_EQ(outOfOrder(result), 2U);
 }
 
 TEST(Join, KeepsWhatIsCurrentBeforeItsFirstTime) {
@@ -174,16 +174,22 @@ TEST(Join, KeepsWhatIsCurrentBeforeItsFirstTime) {
     EXPECT_EQ(convert(result.log, stationConfig(), options), whole);
 }
 
-TEST(Join, IsNotEndedByAWrongStamp) {
+// Neither in front of the last time wanted nor behind it, and no other log's blocks pass those that follow it.
+TEST(Join, TakesAWrongStampForWrong) {
     const Blocks blocks = exampleBlocks();
-    Blocks wrong = blocks;
-    const int64_t far = secondOf(viewOf(blocks[0])) + 86400;
-    for (const int at : {700, 500}) wrong.insert(wrong.begin() + at, BlockBuilder(4007, 24).stamp(far).done());
     const int64_t start = millisecondOf(blocks[0]);
-    const JoinRequest request{{}, start, start + 150 * kMinute, 1};
-    const Joined result = join({joined(wrong)}, request);
-    EXPECT_TRUE(result.log == join({joined(blocks)}, request).log);
-    EXPECT_EQ(lateBlocks(result), 0U);
+    for (const int64_t minutes : {20, 1440}) {
+        Blocks wrong = blocks;
+        const int64_t far = secondOf(viewOf(blocks[611])) + minutes * 60;
+        wrong.insert(wrong.begin() + 611, BlockBuilder(4007, 24).stamp(far).done());
+        const JoinRequest request{{}, start, start + 150 * kMinute, 1};
+        const Joined result = join({joined(wrong), joined(blocks)}, request);
+        const bool isInside = minutes == 20;
+        EXPECT_EQ(result.log.size(), join({joined(blocks)}, request).log.size() + (isInside ? 24 : 0)) << minutes;
+        EXPECT_EQ(outOfOrder(result), isInside ? 1U : 0U);
+        EXPECT_EQ(result.summary.conflicts, 0U);
+        EXPECT_TRUE(join({joined(wrong), joined(blocks)}).log == joined(wrong)) << minutes;
+    }
 }
 
 // Seconds between the half minutes reach no track.
@@ -212,10 +218,18 @@ TEST(Join, TellsWhatIsWrongWithALog) {
     const Joined result = join({damaged}, {bad, INT64_MIN, INT64_MAX, 1});
     const std::vector<JoinedLog>& logs = result.summary.logs;
     EXPECT_EQ(logs[0].fault.place, ZeltFaultPlace::kOpen);
-    EXPECT_TRUE(logs[1].isUnsuitable);
+    EXPECT_EQ(logs[1].fault.place, ZeltFaultPlace::kRead);
     EXPECT_EQ(logs[2].strayBytes, static_cast<int64_t>(blocks[2].size()));
     EXPECT_EQ(logs[2].crcErrors, 1U);
     EXPECT_EQ(result.log.size(), damaged.size() - blocks[2].size());
+}
+
+// Both families of one receiver: between two blocks of an epoch there is none that ends it.
+TEST(Join, KeepsTheBlocksOfAnEpochTogether) {
+    const ByteVector logs[] = {readLog(kExampleLog), readLog(kCompactLog)};
+    const CreatedFiles expected = convert(logs[1]);  // of an epoch that comes in both, the compact blocks come last
+    EXPECT_TRUE(convert(join({logs[0], logs[1]}).log) == expected);
+    EXPECT_TRUE(convert(join({logs[1], logs[0]}).log) == expected);
 }
 
 TEST(Join, CountsMeasurementsOfAnotherReceiver) {
@@ -232,6 +246,24 @@ TEST(Join, CountsMeasurementsOfAnotherReceiver) {
     EXPECT_EQ(join({readLog(kCompactLog), joined(blocks)}).summary.conflicts, 0U);
 }
 
+TEST(Join, TellsOfALogThatShrinks) {
+    const ScratchFolder folder;
+    const std::string path = folder.write("log", readLog(kExampleLog));
+    const auto size = static_cast<int64_t>(fs::file_size(path));
+    bool isCut = false;
+    const JoinSummary summary = joinLogs(
+        {{path}},
+        [&](Bytes /*block*/) {
+            if (!isCut) fs::resize_file(path, static_cast<uintmax_t>(size / 2));
+            isCut = true;
+            return true;
+        },
+        nullptr);
+    EXPECT_EQ(summary.logs[0].fault.place, ZeltFaultPlace::kShrunk);
+    EXPECT_FALSE(summary.logs[0].isReadWhole);
+    EXPECT_LT(summary.bytes, size);
+}
+
 TEST(Join, LosesNothingOfManyBlocksAtOneTime) {
     Blocks blocks;
     for (int i = 0; i < 5000; ++i) blocks.push_back(BlockBuilder(4007, 24).u32(16, i).done());
@@ -240,19 +272,22 @@ TEST(Join, LosesNothingOfManyBlocksAtOneTime) {
 
 TEST(AsideFile, HasItsNameOnlyWhenWhole) {
     const ScratchFolder folder;
-    const std::string path = folder.write("out", {'o', 'l', 'd'});
+    const std::string path = folder.write("out", {});
     const ByteVector bytes(1000000, 'x');
-#ifndef _WIN32  // which has no device that is full
-    fs::create_symlink("/dev/full", path + ".part");
+#ifndef _WIN32  // where the second cannot begin
     {
-        AsideFile full(path);
-        full.write(viewOf(bytes));
-        EXPECT_FALSE(full.finish());
-        EXPECT_NE(full.problem().find(".part: "), std::string::npos);
+        AsideFile first(path);
+        AsideFile second(path);
+        first.write(viewOf(bytes));
+        EXPECT_FALSE(first.finish());
+        EXPECT_EQ(first.problem(), path + ".part: another program writes it");
+        second.write(viewOf({'n', 'e', 'w'}));
+        EXPECT_TRUE(second.finish());
+        EXPECT_EQ(readLog(path), ByteVector({'n', 'e', 'w'}));
     }
 #endif
     { AsideFile(path).write(viewOf(bytes)); }
-    EXPECT_EQ(readLog(path), ByteVector({'o', 'l', 'd'}));
+    EXPECT_FALSE(fs::exists(path + ".part"));
     EXPECT_FALSE(AsideFile((folder.path / "none" / "out").string()).finish());
     AsideFile good(path);
     good.write(viewOf(bytes));

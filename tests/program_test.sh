@@ -29,11 +29,9 @@ none="No CGGTTS files were created"
 leap="!! Leap second cannot be determined.  Use -ls option to set it manually."
 : >empty
 head -c 5000 /dev/zero | tr '\0' '$' >garbage
-mkdir folder
 expect 3 "" "!! Argument -f is mandatory.  Use -h option for help."
 expect 3 "" 'The Zelt file "absent" could not be opened for reading: No such file or directory' -f absent
 expect 3 "" "$leap" -f empty
-expect 3 "" "$leap" -f folder
 expect 3 "" "$leap" -fgarbage
 expect 0 "$none" "" -f empty -ls 18 -px 1
 expect 0 "$none" "" -f garbage -ls 18 -px 1
@@ -46,12 +44,13 @@ expect 0 "Created following CGGTTS files:GZ____59.025" "" -f "$log" -ls 18 -xREC
 
 # An input that cannot seek is never converted in part, nor waited for; a fault of reading is not the end of the log.
 fault() { printf 'Abnormal program termination (..\\fw\\fw\\gen\\utils\\zeltdata\\src\\zeltread.cpp,%s): %s' "$1" "$2"; }
-mkdir empty-handed
+mkdir empty-handed folder
 mkfifo fifo
 cat "$log" | (cd empty-handed && "$program" -f /dev/stdin -ls 18 >../out 2>../err)
 [ $? -eq 1 ] && [ "$(cat err)" = "$(fault 421 'Illegal seek')" ] || fail "a pipe: $(cat err)"
 timeout 10 "$program" -f fifo -ls 18 >out 2>err
 [ $? -eq 1 ] && [ "$(cat err)" = "$(fault 421 'Illegal seek')" ] || fail "a FIFO without a writer: $(cat err)"
+expect 1 "" "$(fault 275 'Is a directory')" -f folder
 if [ -r /proc/self/mem ]; then
     expect 1 "" "$(fault 275 'Input/output error')" -f /proc/self/mem -ls 18
 fi

@@ -1,4 +1,5 @@
-// A file written aside, beside its final name, which it gets when it is whole.
+// A file written aside, beside its final name, which it gets when it is whole. Of two programs that write the same file
+// at a time the one that began first fails, and the other's part is left alone.
 #pragma once
 
 #include <cstdio>
@@ -9,7 +10,7 @@
 
 class AsideFile {
 public:
-    // Opens PATH.part, emptied where one was left.
+    // Opens PATH.part anew. A path that is no file, as a folder or a device, is not written.
     explicit AsideFile(const std::string& path);
     AsideFile(const AsideFile&) = delete;
     AsideFile& operator=(const AsideFile&) = delete;
@@ -28,7 +29,9 @@ public:
     const std::string& partPath() const { return part_; }
 
 private:
-    void fail(const std::string& path, int systemError);
+    void open();
+    void fail(const std::string& path, const std::string& reason);
+    bool isStillOurs() const;
 
     std::string path_;
     std::string part_;

@@ -23,12 +23,8 @@ struct Arguments {
 // Says why the log cannot be read, if so.
 bool isReadable(const std::string& path, int& status) {
     ZeltFault fault;
-    std::string text = unsuitableText(path);
-    if (text.empty() && !holdsBlock(path, fault)) {
-        text = fault.place != ZeltFaultPlace::kNone ? faultText(path, fault) : noBlockText(path);
-    }
-    if (text.empty()) return true;
-    complain(text);
+    if (holdsBlock(path, fault)) return true;
+    complain(fault.place != ZeltFaultPlace::kNone ? faultText(path, fault) : noBlockText(path));
     status = kNotAllWell;
     return false;
 }

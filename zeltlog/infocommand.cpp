@@ -29,11 +29,6 @@ bool checkLog(const std::string& path, const ZeltFault& fault, bool hasBlock, in
 
 void printSpans(const InfoOptions& options, int& status) {
     for (const std::string& path : options.logs) {
-        const std::string unsuitable = unsuitableText(path);
-        if (!unsuitable.empty()) {
-            complain(unsuitable, status);
-            continue;
-        }
         const LogSpan span = readLogSpan(path);
         if (!checkLog(path, span.fault, span.hasBlock, status)) continue;
         std::fputs((options.asJson ? spanJson(span) : spanText(span)).c_str(), stdout);
@@ -45,11 +40,6 @@ void printInfos(const InfoOptions& options, int& status) {
     const bool isTable = options.logs.size() > 1 && !options.asJson;
     if (isTable) std::fputs(infoTableTitles().c_str(), stdout);
     for (const std::string& path : options.logs) {
-        const std::string unsuitable = unsuitableText(path);
-        if (!unsuitable.empty()) {
-            complain(unsuitable, status);
-            continue;
-        }
         const LogInfo info = readLogInfo(path, terminalProgress("Reading:"));
         clearTerminalProgress();
         if (!checkLog(path, info.fault, info.blocks != 0, status)) continue;

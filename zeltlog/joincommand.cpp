@@ -55,9 +55,7 @@ bool checkRequest(JoinOptions& options) {
 // Says what is to be said of a log; false when it, or a part of it, could not be read.
 bool reportLog(const JoinedLog& log) {
     const bool isFaulty = log.fault.place != ZeltFaultPlace::kNone;
-    if (log.isUnsuitable)
-        complain(unsuitableText(log.path));
-    else if (isFaulty)
+    if (isFaulty)
         complain(faultText(log.path, log.fault));
     else if (!log.hasBlock)
         complain(noBlockText(log.path));
@@ -65,11 +63,11 @@ bool reportLog(const JoinedLog& log) {
         complain(formatText("%s: left out %lld bytes that belong to no block (%s with a wrong CRC)", log.path.c_str(),
                             static_cast<long long>(log.strayBytes), countText(log.crcErrors, "block").c_str()));
     }
-    if (log.late != 0) {
-        complain(formatText("%s: %s out of order by more than %lld minutes, left where they came", log.path.c_str(),
-                            countText(log.late, "block").c_str(), static_cast<long long>(kMergeWindow / 60000)));
+    if (log.outOfOrder != 0) {
+        complain(formatText("%s: %s out of order by more than %lld minutes, left in place", log.path.c_str(),
+                            countText(log.outOfOrder, "block").c_str(), static_cast<long long>(kMergeWindow / 60000)));
     }
-    return !log.isUnsuitable && !isFaulty && log.hasBlock;
+    return !isFaulty && log.hasBlock;
 }
 
 void printSummary(const JoinOptions& options, const JoinSummary& summary) {

@@ -244,7 +244,7 @@ LogInfo readLogInfo(const std::string& path, const OnProgress& onProgress) {
         if (onProgress) onProgress(100 * done / static_cast<float>(pass->info.size));
     }
     finish(*pass);
-    pass->info.fault = pass->file.window.fault();
+    pass->info.fault = faultOf(pass->file, pass->info.size);
     zeltCloseFile(pass->file);
     return pass->info;
 }

@@ -1,7 +1,6 @@
 #include "zeltlog/logjoin.h"
 
 #include <algorithm>
-#include <filesystem>
 #include <memory>
 #include <queue>
 
@@ -12,6 +11,11 @@
 #include "zeltlog/mergewindow.h"
 
 namespace {
+
+// A block leaps when it lies further ahead than blocks can that are sorted within the window. As many blocks behind it
+// tell whether the log goes on there.
+constexpr int64_t kLeap = 2 * kMergeWindow;  // ms
+constexpr int kLookAhead = 64;
 
 // A log that has blocks, and when to open it.
 struct Source {
@@ -26,11 +30,12 @@ struct Reader {
     size_t rank = 0;  // among the sources
     JoinedLog* log = nullptr;
     Bytes block;
-    int64_t stamp = kNoTime;  // of the block
-    int64_t place = 0;        // where the block stands: its stamp, or the place of the block before it
-    int64_t placeBefore = 0;  // of the block before it
-    bool isLead = true;       // no block with a time stamp has come yet
-    int64_t blocksEnd = 0;    // file position behind the block
+    std::vector<uint8_t> leap;  // the block, where blocks behind it were looked at
+    int64_t stamp = kNoTime;    // of the block
+    int64_t place = 0;          // where the block stands: its stamp, or the place of the block before it
+    int64_t placeBefore = 0;    // of the block before it
+    bool isLead = true;         // no block with a time stamp has come yet
+    int64_t blocksEnd = 0;      // file position behind the block
     // Since when all stamps lie well behind the last time wanted; kNoTime: they do not. Such blocks are passed over;
     // the log is at its end for us when they go on for the window's length: one wrong stamp is no end.
     int64_t beyondSince = kNoTime;
@@ -54,13 +59,14 @@ private:
     void findSources();
     void openDue();
     bool advance(Reader& reader);
+    static bool isWrongLeap(Reader& reader);
     void takeBlock(Reader& reader);
     bool isBeyond(const Reader& reader) const;
     bool isThinnedOut(const Reader& reader) const;
     void place(Bytes block, int64_t at);
     void beginWindow();
     void writeBlock(Bytes block);
-    static void closeReader(Reader& reader);
+    void closeReader(Reader& reader);
     void tellProgress(int64_t bytes);
 
     const JoinRequest& request_;
@@ -83,15 +89,12 @@ void Join::findSources() {
     for (size_t i = 0; i < request_.logs.size(); ++i) {
         JoinedLog& log = summary_.logs.emplace_back();
         log.path = request_.logs[i];
-        log.isUnsuitable = !unsuitableText(log.path).empty();
-        if (log.isUnsuitable) continue;
         const LogSpan span = readLogSpan(log.path);
         log.fault = span.fault;
         log.hasBlock = span.hasBlock;
         const bool isBehind = span.first != kNoTime && span.first > request_.to;
         if (!span.hasBlock || isBehind) continue;
-        std::error_code ignored;
-        const auto size = static_cast<int64_t>(std::filesystem::file_size(log.path, ignored));
+        const int64_t size = fileSize(log.path);
         sources_.push_back({i, std::max<int64_t>(0, span.first), size});
         bytesInAll_ += size;
     }
@@ -131,6 +134,10 @@ bool Join::advance(Reader& reader) {
     reader.stamp = blockTime(reader.block);
     reader.placeBefore = reader.place;
     if (reader.stamp == kNoTime) return true;
+    if (reader.stamp > reader.place + kLeap && isWrongLeap(reader)) {
+        if (!isBeyond(reader)) ++reader.log->outOfOrder;
+        return true;
+    }
     if (isBeyond(reader)) {
         if (reader.beyondSince == kNoTime || reader.stamp < reader.beyondSince) reader.beyondSince = reader.stamp;
         return reader.stamp - reader.beyondSince <= kMergeWindow;
@@ -139,6 +146,22 @@ bool Join::advance(Reader& reader) {
     reader.isLead = false;
     reader.place = reader.stamp;
     return true;
+}
+
+// True when a block behind one that leaps forwards is back at the log's time. Gaps leap too: behind them none is.
+bool Join::isWrongLeap(Reader& reader) {
+    const int64_t position = reader.file.position;
+    reader.leap.assign(reader.block.data, reader.block.data + reader.block.size);
+    reader.block = {reader.leap.data(), reader.leap.size()};
+    bool isBack = false;
+    Bytes next;
+    for (int i = 0; i < kLookAhead && !isBack; ++i) {
+        if (zeltGetNextBlock(reader.file, next, kZeltAnyBlock, kZeltAnyBlock, 0) != kZeltFound) break;
+        const int64_t stamp = blockTime(next);
+        isBack = stamp != kNoTime && std::abs(stamp - reader.place) <= kMergeWindow;
+    }
+    reader.file.position = position;
+    return isBack;
 }
 
 bool Join::isBeyond(const Reader& reader) const {
@@ -151,9 +174,9 @@ bool Join::isThinnedOut(const Reader& reader) const {
 }
 
 void Join::takeBlock(Reader& reader) {
-    if (isBeyond(reader) || isThinnedOut(reader)) return;
+    if (reader.beyondSince != kNoTime || isThinnedOut(reader)) return;
     if (window_.isPast(reader.place)) {
-        if (reader.stamp != kNoTime) ++reader.log->late;
+        if (reader.stamp != kNoTime) ++reader.log->outOfOrder;
         reader.place = std::max(reader.placeBefore, window_.earliestPlace());
     }
     window_.add(reader.block, reader.place, reader.rank, reader.isLead);
@@ -193,9 +216,8 @@ void Join::closeReader(Reader& reader) {
         reader.log->strayBytes += std::max<int64_t>(0, zeltGetFileLength(reader.file) - reader.blocksEnd);
     }
     reader.log->crcErrors = reader.file.crcErrorCount;
-    const bool isFaulty = reader.file.window.fault().place != ZeltFaultPlace::kNone;
-    if (isFaulty) reader.log->fault = reader.file.window.fault();
-    reader.log->isReadWhole = isRead && !isFaulty;
+    reader.log->fault = faultOf(reader.file, sources_[reader.rank].size);
+    reader.log->isReadWhole = isRead && reader.log->fault.place == ZeltFaultPlace::kNone;
     zeltCloseFile(reader.file);
 }
 

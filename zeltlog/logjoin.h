@@ -2,8 +2,9 @@
 //
 // The logs are read side by side, each front to back, those whose time has come; what they give passes a window of some
 // minutes (mergewindow.h) in which it is sorted and doubles meet. So a log that is out of order within itself by no
-// more than the window comes out sorted; a block that is later still goes behind the one that it followed, and is
-// counted, as does a block without a time stamp. Memory is that of the window and of the logs that overlap at a time.
+// more than the window comes out sorted; a block further off, later or earlier than those around it, goes behind the
+// one that it followed, and is counted, as does a block without a time stamp. Memory is that of the window and of the
+// logs that overlap at a time.
 #pragma once
 
 #include <cstdint>
@@ -28,14 +29,13 @@ struct JoinRequest {
 // What became of one log.
 struct JoinedLog {
     std::string path;
-    ZeltFault fault;            // what kept it, or the rest of it, from being read
-    bool hasBlock = false;      // when it was read at all
-    bool isUnsuitable = false;  // a folder
-    bool isReadWhole = false;   // to its end, without a fault
-    uint64_t setups = 0;        // ReceiverSetup blocks in what was read
-    int64_t strayBytes = 0;     // that belong to no block, of what was read
-    uint64_t crcErrors = 0;     // candidates with a wrong CRC
-    uint64_t late = 0;          // blocks further out of order than the window
+    ZeltFault fault;           // what kept it, or the rest of it, from being read
+    bool hasBlock = false;     // when it was read at all
+    bool isReadWhole = false;  // to its end, without a fault
+    uint64_t setups = 0;       // ReceiverSetup blocks in what was read
+    int64_t strayBytes = 0;    // that belong to no block, of what was read
+    uint64_t crcErrors = 0;    // candidates with a wrong CRC
+    uint64_t outOfOrder = 0;   // blocks further out of order than the window
 };
 
 struct JoinSummary {

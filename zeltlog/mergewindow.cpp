@@ -26,13 +26,24 @@ size_t MergeWindow::findBlock(const Group& group, Bytes block) {
     return kNoEntry;
 }
 
-bool MergeWindow::hasOtherMeasurements(const Group& group, Bytes block, size_t log) {
-    if (!zeltIsMeasBlock(block)) return false;
-    return std::any_of(group.entries.begin(), group.entries.end(), [&](const Entry& entry) {
+// Where the last measurements of the block's epoch end, when another log has any; counts what cannot be true with them.
+size_t MergeWindow::behindOtherMeasurements(const Group& group, Bytes block) {
+    if (!zeltIsMeasBlock(block)) return kNoEntry;
+    size_t behind = kNoEntry;
+    bool isOthers = false;
+    bool isConflict = false;
+    for (size_t i = 0; i < group.entries.size(); ++i) {
+        const Entry& entry = group.entries[i];
         const Bytes other{group.bytes.data() + entry.offset, entry.size};
-        return entry.log != log && zeltNumber(other) == zeltNumber(block) &&
-               zeltMeasAntennaIndex(other) == zeltMeasAntennaIndex(block);
-    });
+        if (!zeltIsMeasBlock(other) || blockTime(other) != blockTime(block)) continue;
+        behind = i + 1;
+        if (entry.log == runLog_) continue;
+        isOthers = true;
+        isConflict = isConflict || (zeltNumber(other) == zeltNumber(block) &&
+                                    zeltMeasAntennaIndex(other) == zeltMeasAntennaIndex(block));
+    }
+    if (isConflict) ++conflicts_;
+    return isOthers ? behind : kNoEntry;
 }
 
 MergeWindow::Groups::iterator MergeWindow::groupAt(int64_t place) {
@@ -67,8 +78,10 @@ void MergeWindow::noteDouble(Group& group, size_t found) {
 }
 
 void MergeWindow::insert(Group& group, Bytes block) {
-    if (hasOtherMeasurements(group, block, runLog_)) ++conflicts_;
-    const size_t at = runHasMet_ ? next_++ : group.entries.size();
+    const size_t behind = behindOtherMeasurements(group, block);
+    const size_t at = behind != kNoEntry ? behind : runHasMet_ ? next_ : group.entries.size();
+    next_ = std::max(next_, at) + 1;
+    if (at < runBegin_) ++runBegin_;
     group.entries.insert(group.entries.begin() + static_cast<std::ptrdiff_t>(at),
                          {block.u64(0), group.bytes.size(), block.size, runLog_});
     group.bytes.insert(group.bytes.end(), block.data, block.data + block.size);

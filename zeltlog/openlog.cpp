@@ -54,7 +54,20 @@ bool isTerminal() {
 
 void complain(const std::string& text) { std::fprintf(stderr, "zeltlog: %s\n", text.c_str()); }
 
+int64_t fileSize(const std::string& path) {
+    std::error_code error;
+    const auto size = std::filesystem::file_size(path, error);
+    return error ? 0 : static_cast<int64_t>(size);
+}
+
+ZeltFault faultOf(ZeltFile& file, int64_t sizeAtFirst) {
+    const ZeltFault fault = file.window.fault();
+    const bool isWell = file.window.isOpen() && fault.place == ZeltFaultPlace::kNone;
+    return isWell && zeltGetFileLength(file) < sizeAtFirst ? ZeltFault{ZeltFaultPlace::kShrunk} : fault;
+}
+
 std::string faultText(const std::string& path, const ZeltFault& fault) {
+    if (fault.place == ZeltFaultPlace::kShrunk) return path + ": it became shorter while it was read";
     if (fault.place == ZeltFaultPlace::kStepBackSeek) return path + ": it cannot seek, as a pipe cannot: give a file";
     return path + ": " + std::strerror(fault.systemError);
 }
@@ -70,12 +83,6 @@ std::string noBlockText(const std::string& path) {
         if (begin.substr(0, magic.bytes.size()) == magic.bytes) return text + ": " + magic.text;
     }
     return isText(begin) ? text + ": it is text" : text;
-}
-
-// A directory opens and reads as empty, which would be reported as a log without blocks.
-std::string unsuitableText(const std::string& path) {
-    std::error_code ignored;
-    return std::filesystem::is_directory(path, ignored) ? path + ": is a directory" : "";
 }
 
 // With a context of its own, because parseOptions ends the program where this reports a fault.

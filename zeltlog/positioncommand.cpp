@@ -37,9 +37,10 @@ void reportPosition(const StationConfig& config, const RunOptions& runOptions, c
     PassEvents events;
     const auto ledger = std::make_unique<PositionLedger>(*pass, config, events, onEpoch);
     showProgressOf(*pass, terminalProgress("Reading:"), events);
+    const int64_t size = fileSize(runOptions.inputFile);
     runPass(*pass, events, ZeltOnFault::kEndFile);
     clearTerminalProgress();
-    const ZeltFault fault = pass->file.window.fault();
+    const ZeltFault fault = faultOf(pass->file, size);
     if (fault.place != ZeltFaultPlace::kNone) {
         complain(faultText(runOptions.inputFile, fault));
         status = kNotAllWell;

@@ -195,9 +195,10 @@ FollowedLog followTracks(const RunConfig& config, const RunOptions& options,
     PassEvents events;
     TrackLedger ledger(*pass, events, onRow);
     showProgressOf(*pass, onProgress, events);
+    const int64_t size = fileSize(options.inputFile);
     runPass(*pass, events, ZeltOnFault::kEndFile);
     ledger.finish();
-    const ZeltFault fault = pass->file.window.fault();
+    const ZeltFault fault = faultOf(pass->file, size);
     zeltCloseFile(pass->file);
     return {ledger.epochTimes(), fault};
 }

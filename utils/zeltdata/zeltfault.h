@@ -4,6 +4,7 @@
 // Which call failed. The numbers are printed, and tell the support desk; they stay what they are.
 enum class ZeltFaultPlace : int {
     kNone = 0,
+    kShrunk = 1,  // no call: a program that had asked for the file's length found it shorter at the end
     kLengthSeekEnd = 183,
     kLengthSeekBack = 188,
     kRead = 275,

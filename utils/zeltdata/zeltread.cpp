@@ -68,7 +68,7 @@ bool zeltCanOpenFile(const char* path) {
     window.open(path, ZeltOnFault::kEndFile);
     const ZeltFault fault = window.fault();
     errno = fault.systemError;
-    if (fault.place == ZeltFaultPlace::kStepBackSeek) zeltFatal(fault.place);
+    if (fault.place != ZeltFaultPlace::kNone && fault.place != ZeltFaultPlace::kOpen) zeltFatal(fault.place);
     return window.isOpen();
 }
 

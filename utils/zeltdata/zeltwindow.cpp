@@ -45,9 +45,14 @@ void ZeltWindow::open(const char* path, ZeltOnFault onFault) {
     *this = ZeltWindow{};
     onFault_ = onFault;
     std::error_code ignored;
-    if (std::filesystem::is_fifo(path, ignored)) {  // opening it would wait for somebody to write
+    const std::filesystem::file_type type = std::filesystem::status(path, ignored).type();
+    if (type == std::filesystem::file_type::fifo) {  // opening it would wait for somebody to write
         errno = ESPIPE;
         return fail(ZeltFaultPlace::kStepBackSeek);
+    }
+    if (type == std::filesystem::file_type::directory) {  // it opens on some systems, and reads on none
+        errno = EISDIR;
+        return fail(ZeltFaultPlace::kRead);
     }
     stream_.reset(std::fopen(path, "rb"));
     if (stream_ == nullptr) return fail(ZeltFaultPlace::kOpen);
@@ -85,8 +90,7 @@ void ZeltWindow::refill(size_t offset) {
     const size_t got = std::fread(bytes_.data() + size_, 1, room, stream_.get());
     size_ += got;
     endReached_ = got < room;
-    // A directory reads as empty, as it always opened.
-    if (endReached_ && std::ferror(stream_.get()) != 0 && errno != EISDIR) fail(ZeltFaultPlace::kRead);
+    if (endReached_ && std::ferror(stream_.get()) != 0) fail(ZeltFaultPlace::kRead);
 }
 
 // at() for what is not all in the window. Where a caller goes forwards, `pos` lies in the window or at its end; only

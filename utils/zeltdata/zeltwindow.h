@@ -23,7 +23,7 @@ struct ZeltFault {
 class ZeltWindow {
 public:
     // Opens a file for reading, at its beginning. An input that cannot seek (a pipe, a FIFO, a terminal) is a fault
-    // (kStepBackSeek), found without waiting for a writer. A directory opens and reads as empty.
+    // (kStepBackSeek), found without waiting for a writer; so is a folder (kRead).
     void open(const char* path, ZeltOnFault onFault);
     void close();
 
