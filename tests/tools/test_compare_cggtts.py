@@ -169,6 +169,11 @@ class CompareCggtts(common.ToolTest):
         for words, status, message in (
                 ([a, "--", other], 2, "no satellite and signal in common"),
                 ([a], 2, "files of two stations are needed"),
+                (["--", b], 2, "files of two stations are needed"),
+                ([a, "--outliers", "-1", "--", b], 2, "--outliers: -1: must be a number from 0 on"),
+                ([a, "--", b, "--outliers=nan"], 2, "--outliers: nan: must be"),
+                ([a, "--", b, "--elevation=inf"], 2, "--elevation: inf: must be"),
+                ([a, "--", b, "--dsg=x"], 2, "--dsg: x: must be"),
                 ([a, "-o", "x.gif", "--", b], 2, "must end in .png, .pdf, .svg"),
                 ([a, self.folder / "no", "--", b], 1, "no: No such file"),
                 ([a, "-o", self.folder / "no" / "x.png", "--", b], 2, "No such file"),
@@ -177,6 +182,7 @@ class CompareCggtts(common.ToolTest):
             result = call(TOOL, *words)
             self.assertEqual(result.status, status, message)
             self.assertIn(message, result.stderr)
+            self.assertNotIn("Warning", result.stderr)
         self.assertTrue(all((self.folder / name).stat().st_size > 20000 for name in ("mean.svg", "each.svg")))
         self.assertNotRegex(result.stdout, r"(?m)^\d")
 
