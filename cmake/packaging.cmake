@@ -40,8 +40,8 @@ if(NOT WIN32)
     install(FILES completions/${program} DESTINATION ${completions})
   endforeach()
   install(PROGRAMS tools/slurm-archive.sbatch DESTINATION ${data})
-  install(FILES tools/cggttsfile.py tools/cggttstracks.py tools/daymaker.py tools/drawing.py tools/logindex.py
-                tools/optionsfile.py tools/timeseries.py
+  install(FILES tools/cggttsfile.py tools/cggttstracks.py tools/command.py tools/daymaker.py tools/drawing.py
+                tools/logindex.py tools/optionsfile.py tools/timeseries.py
           DESTINATION ${data})
   install(FILES doc/production.md DESTINATION ${docs})
   install(FILES tools/zelt-daily.service tools/zelt-daily.timer DESTINATION ${docs}/examples)

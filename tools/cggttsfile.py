@@ -8,8 +8,6 @@ import collections
 import datetime
 import functools
 import re
-import signal
-import sys
 
 # Columns of version 2E and their widths; one blank lies between two columns. MSIO to ISG are there when the ionosphere
 # was measured.
@@ -204,9 +202,3 @@ def report(path, faults):
     for line, count, kind, detail in summarise(faults):
         many = f"{count:,} lines: ".replace(",", " ") if count > 1 else ""
         yield f"{path}:{line}: {many}{kind}{f' ({detail})' if detail else ''}"
-
-
-def run(main):
-    """Runs a tool; it ends without a word when nobody reads on, as in a pipe to head."""
-    signal.signal(signal.SIGPIPE, signal.SIG_DFL)
-    sys.exit(main())

@@ -1,5 +1,6 @@
 """The tracks of CGGTTS files as arrays, and which of them are used."""
 
+import argparse
 import datetime
 import math
 import re
@@ -117,6 +118,17 @@ def read_station(paths, program):
         files, len(found)
 
 
+def parse_amount(text):
+    """A number from 0 on, for argparse. float() alone takes "nan" and "inf", which no value can be compared with."""
+    try:
+        number = float(text)
+    except ValueError:
+        number = math.nan
+    if not 0 <= number < math.inf:
+        raise argparse.ArgumentTypeError(f"{text}: must be a number from 0 on")
+    return number
+
+
 def parse_time(text):
     """An MJD (59025 or 59025.5) or a date (2020-06-25 or 2020-06-25T12:00, UTC) in seconds since MJD 0."""
     if re.fullmatch(r"\d{5}(\.\d+)?", text):
@@ -130,8 +142,8 @@ def add_filters(parser):
     group.add_argument("--constellation", metavar="LETTERS", help="G, R, E, C or several of them")
     group.add_argument("--satellite", metavar="LIST", help="only these, for instance G05,E11")
     group.add_argument("--signal", metavar="LIST", help="only lines with this FRC, for instance L3P,L3E")
-    group.add_argument("--elevation", metavar="DEGREES", type=float, help="at least that high")
-    group.add_argument("--dsg", metavar="NS", type=float, help="DSG at most that")
+    group.add_argument("--elevation", metavar="DEGREES", type=parse_amount, help="at least that high")
+    group.add_argument("--dsg", metavar="NS", type=parse_amount, help="DSG at most that")
     group.add_argument("--from", metavar="TIME", type=parse_time, dest="begin",
                        help="tracks that start then or later: MJD or date (59025.5 or 2020-06-25T12:00)")
     group.add_argument("--to", metavar="TIME", type=parse_time, dest="end", help="tracks that start before")

@@ -2,6 +2,7 @@
 
 import argparse
 import collections
+import io
 import os
 
 import matplotlib
@@ -11,6 +12,7 @@ from matplotlib.backends.backend_agg import FigureCanvasAgg
 from matplotlib.figure import Figure
 
 from cggttsfile import CONSTELLATIONS, SECONDS_PER_DAY, SPACING, date_of
+from command import write_whole
 from timeseries import middle_of_track
 
 FORMATS = (".png", ".pdf", ".svg")
@@ -67,7 +69,10 @@ def row_axes(figure, row, right=0.87):
 
 def save(figure, path):
     nothing = {".pdf": {"CreationDate": None}, ".svg": {"Date": None}}  # the same data, the same file
-    figure.savefig(path, metadata=nothing.get(os.path.splitext(path)[1].lower()))
+    ending = os.path.splitext(path)[1].lower()
+    picture = io.BytesIO()  # some ways to draw into a file take a full disk for a fault of their own
+    figure.savefig(picture, format=ending[1:], metadata=nothing.get(ending))
+    write_whole(path, picture.getvalue())
 
 
 def near_range(values):

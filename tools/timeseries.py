@@ -4,7 +4,7 @@ import collections
 
 import numpy as np
 
-from cggttsfile import PERIOD, SECONDS_PER_DAY, SPACING, TRACK_LENGTH, TRACKS_PER_PERIOD, is_contiguous, is_scheduled, \
+from cggttsfile import PERIOD, SECONDS_PER_DAY, TRACK_LENGTH, TRACKS_PER_PERIOD, is_contiguous, is_scheduled, \
     schedule_number
 
 # offset at the epoch (MJD, the mean of the times) and rate per day with their standard deviations; rms about the line.
@@ -14,8 +14,11 @@ Means = collections.namedtuple("Means", "start mean count scatter")
 Deviation = collections.namedtuple("Deviation", "tau modified time terms")
 
 NORMAL = 1.4826  # standard deviation of a normal distribution by its median absolute deviation
-NEIGHBOURHOOD = 2 * SPACING  # s
-FEWEST_NEIGHBOURS = 5
+NEIGHBOURS = 2  # tracks on either side
+# s: two tracks lie within an hour even over the pause of the schedule, 28 minutes, and one missing track. Over more,
+# the drift of a clock would pass for an outlier.
+FARTHEST_NEIGHBOUR = 3600
+FEWEST_VALUES = 5
 SMALLEST_LIMIT = 1.0  # ns: files are rounded to 0.1 ns
 
 
@@ -55,14 +58,18 @@ def track_means(start, value, weight=None):
 
 
 def distances(start, value):
-    """How far each value lies from the median of all within two tracks of its own; nan where these are fewer than 5.
+    """How far each value lies from the median of all in its own track, the two before and the two behind, of those
+    within an hour; nan where these values are fewer than 5.
 
     start must be in order.
     """
-    starts, track = np.unique(start, return_inverse=True)
-    first = np.searchsorted(start, starts - NEIGHBOURHOOD)
-    last = np.searchsorted(start, starts + NEIGHBOURHOOD, side="right")
-    medians = np.array([np.median(value[i:j]) if j - i >= FEWEST_NEIGHBOURS else np.nan for i, j in zip(first, last)])
+    starts, edges, track = np.unique(start, return_index=True, return_inverse=True)
+    edges = np.append(edges, len(start))  # where the values of a track begin, and those of the track before end
+    number = np.arange(len(starts))
+    first = np.maximum(number - NEIGHBOURS, np.searchsorted(starts, starts - FARTHEST_NEIGHBOUR))
+    last = np.minimum(number + NEIGHBOURS + 1, np.searchsorted(starts, starts + FARTHEST_NEIGHBOUR, side="right"))
+    medians = np.array([np.median(value[i:j]) if j - i >= FEWEST_VALUES else np.nan
+                        for i, j in zip(edges[first], edges[last])])
     return value - medians[track]
 
 

@@ -6,6 +6,7 @@ import importlib.util
 import io
 import os
 import pathlib
+import resource
 import shutil
 import subprocess
 import sys
@@ -74,6 +75,12 @@ class ToolTest(unittest.TestCase):
     def setUp(self):
         self.folder = pathlib.Path(tempfile.mkdtemp())
         self.addCleanup(shutil.rmtree, self.folder)
+
+    def limit_files(self, size):
+        """Lets no file become larger, as on a full disk, until the test ends."""
+        before = resource.getrlimit(resource.RLIMIT_FSIZE)
+        self.addCleanup(resource.setrlimit, resource.RLIMIT_FSIZE, before)
+        resource.setrlimit(resource.RLIMIT_FSIZE, (size, before[1]))
 
     def write(self, name, lines, header=None, end="\n"):
         """A file of these data lines under a header: that of the example unless given."""

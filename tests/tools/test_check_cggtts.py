@@ -83,6 +83,14 @@ class CheckCggtts(common.ToolTest):
         self.assertEqual(self.findings(top), [])
         self.assertEqual(self.findings(f"{top}{short}{sum(short.encode()) % 256:02X}\n"), [])
 
+    def test_header_alone(self):
+        path = self.write(NAME, [])
+        result = call(TOOL, path)
+        self.assertEqual((result.status, result.stdout), (
+            0, f"{path}: no line of any track, header checksum without the blank\n0 findings in 1 files\n"))
+        held = self.held()
+        self.assertEqual((held["lines"], held["possible_tracks"], held["hours_without_lines"]), (0, None, None))
+
     def test_both_checksum_habits(self):
         top, rest = TEXT[:TEXT.index("CKSUM")], TEXT[TEXT.index("\n\nSAT"):]
         for label, form, habit in (("CKSUM = ", "02x", "with"), ("CKSUM = ", "02X", "with"),

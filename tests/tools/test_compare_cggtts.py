@@ -124,13 +124,23 @@ class CompareCggtts(common.ToolTest):
         rng = np.random.default_rng(3)
         start = 59025 * 86400 + 600 + 960 * np.sort(np.append(rng.integers(0, 60, 146), [80, 80, 81, 84]))
         value = np.where(rng.random(150) < 0.1, 20, 1) * rng.normal(0, 1, 150)
-        around = [value[np.abs(start - s) <= 2 * 960] for s in start]
+        tracks = sorted(set(start))
+        around = [value[[t in tracks[max(0, tracks.index(s) - 2):tracks.index(s) + 3] and abs(t - s) <= 3600
+                         for t in start]] for s in start]
         away = [v - np.median(others) if len(others) >= 5 else math.nan for v, others in zip(value, around)]
         for factor in (3, 5):
             out, found = timeseries.find_outliers(start, value, factor)
             np.testing.assert_allclose(found, away)
             limit = max(1, factor * 1.4826 * np.nanmedian(np.abs(away)))
             self.assertEqual(out.tolist(), [abs(d) > limit for d in away])
+
+    def test_outliers_beside_the_pause_of_the_schedule(self):
+        start = 60 * np.array(MINUTES)
+        before = np.flatnonzero(np.diff(MINUTES) == 28)
+        self.assertGreater(len(before), 0)
+        for outlier in (*before, *before + 1):
+            value = np.where(np.arange(len(start)) == outlier, 100.0, 0.0)  # of one satellite
+            self.assertEqual(np.flatnonzero(timeseries.find_outliers(start, value, 5)[0]).tolist(), [outlier])
 
     def test_zero_baseline_of_each_satellite(self):
         moved = common.convert(self.folder / "moved", "-labid", "YY", "-rxid", "01", "-dref", "10")
@@ -159,6 +169,11 @@ class CompareCggtts(common.ToolTest):
         for words, status, message in (
                 ([a, "--", other], 2, "no satellite and signal in common"),
                 ([a], 2, "files of two stations are needed"),
+                (["--", b], 2, "files of two stations are needed"),
+                ([a, "--outliers", "-1", "--", b], 2, "--outliers: -1: must be a number from 0 on"),
+                ([a, "--", b, "--outliers=nan"], 2, "--outliers: nan: must be"),
+                ([a, "--", b, "--elevation=inf"], 2, "--elevation: inf: must be"),
+                ([a, "--", b, "--dsg=x"], 2, "--dsg: x: must be"),
                 ([a, "-o", "x.gif", "--", b], 2, "must end in .png, .pdf, .svg"),
                 ([a, self.folder / "no", "--", b], 1, "no: No such file"),
                 ([a, "-o", self.folder / "no" / "x.png", "--", b], 2, "No such file"),
@@ -167,6 +182,7 @@ class CompareCggtts(common.ToolTest):
             result = call(TOOL, *words)
             self.assertEqual(result.status, status, message)
             self.assertIn(message, result.stderr)
+            self.assertNotIn("Warning", result.stderr)
         self.assertTrue(all((self.folder / name).stat().st_size > 20000 for name in ("mean.svg", "each.svg")))
         self.assertNotRegex(result.stdout, r"(?m)^\d")
 

@@ -1,7 +1,10 @@
 """The tools as commands; their help, man pages and completions know the same options."""
 
+import os
 import re
 import shutil
+import signal
+import subprocess
 import sys
 import unittest
 
@@ -16,6 +19,12 @@ def complete(*words):
     result = run("bash", "-c", COMPLETE, "bash", ROOT / "completions" / "cggtts-tools", *words)
     assert (result.returncode, result.stderr) == (0, ""), result.stderr
     return set(result.stdout.split("\n")) - {""}
+
+
+def unread_pipe():
+    read, write = os.pipe()
+    os.close(read)
+    return write
 
 
 class Manuals(unittest.TestCase):
@@ -43,6 +52,15 @@ class Manuals(unittest.TestCase):
         self.assertEqual(complete("strict-cggtts", "-o", ""), {"compopt -o dirnames"})
         for words in (("plot-cggtts", "-o", ""), ("/usr/bin/check-cggtts", "GZ"), ("compare-cggtts", "a", "--", "")):
             self.assertEqual(complete(*words), {"compopt -o default"})
+
+    def test_standard_output_that_takes_nothing(self):
+        gps = EXPECTED["G"]
+        for name, *words in (("check-cggtts", gps), ("compare-cggtts", gps, "--", gps), ("strict-cggtts", "--help")):
+            for end, output in ((2, os.open("/dev/full", os.O_WRONLY)), (-signal.SIGPIPE, unread_pipe())):
+                result = subprocess.run([TOOLS / name, *words], stdout=output, stderr=subprocess.PIPE, text=True)
+                os.close(output)
+                message = f"{name}: standard output: No space left on device\n" if end == 2 else ""
+                self.assertEqual((result.returncode, result.stderr), (end, message))
 
     def test_without_numpy(self):
         for name, status, message in (("check-cggtts", 0, ""), ("plot-cggtts", 2, "python3-numpy"),

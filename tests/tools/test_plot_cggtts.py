@@ -93,6 +93,14 @@ class PlotCggtts(common.ToolTest):
             self.assertIn(message, result.stderr)
             self.assertEqual(begin and (self.folder / name).read_bytes()[:len(begin)], begin)
 
+    def test_full_disk(self):
+        before = self.write("a.pdf", [], ["of yesterday"])
+        self.limit_files(5000)
+        for path in (self.folder / name for name in ("a.pdf", "a.png", "a.svg")):
+            result = call(TOOL, EXPECTED["C"], "-o", path)
+            self.assertEqual((result.status, result.stderr), (2, f"plot-cggtts: {path}: File too large\n"))
+        self.assertEqual((list(self.folder.iterdir()), before.read_text()), ([before], "of yesterday\n"))
+
 
 if __name__ == "__main__":
     unittest.main()

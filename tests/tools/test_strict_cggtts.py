@@ -62,6 +62,12 @@ class StrictCggtts(common.ToolTest):
         itself = call(TOOL, no_date, "--revdate", "2026-01-31", "-o", self.folder)
         self.assertIn("would overwrite itself", itself.stderr)
 
+    def test_full_disk(self):
+        before = self.strict(EXPECTED["G"])
+        self.limit_files(5000)
+        self.assertEqual(self.strict(EXPECTED["G"], EXPECTED["E"], status=2), before)
+        self.assertEqual(self.messages.count(": [Errno 27] File too large: '"), 2, self.messages)
+
 
 if __name__ == "__main__":
     unittest.main()
