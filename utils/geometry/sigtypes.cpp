@@ -17,12 +17,8 @@ constexpr auto kWavelengths = [] {
     return wavelengths;
 }();
 
-bool isGlonassChannel(int channelIndex) {
-    return channelIndex >= kGlonassFirstChannel && channelIndex <= kGlonassLastChannel;
-}
-
 uint32_t channelFrequency(const GlonassBand& band, int channelIndex) {
-    if (!isGlonassChannel(channelIndex)) return 0;
+    if (!IsGlonassChannel(channelIndex)) return 0;
     const auto index = static_cast<uint32_t>(channelIndex);
     return band.centreHz - kGlonassChannelOffset * band.stepHz + index * band.stepHz;
 }
@@ -58,7 +54,7 @@ float GetSignalRatio(int signal, int channelIndex) {
         return static_cast<float>(ratio * ratio);
     }
     if (row.referenceHz == 0) {  // GLONASS L3: no band of its own, and the reference changes with the channel
-        const int index = isGlonassChannel(channelIndex) ? channelIndex : kGlonassChannelOffset;
+        const int index = IsGlonassChannel(channelIndex) ? channelIndex : kGlonassChannelOffset;
         const double ratio = static_cast<double>(channelFrequency(kGlonassL1, index)) / row.frequencyHz;
         return static_cast<float>(ratio * ratio);
     }

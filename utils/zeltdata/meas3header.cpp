@@ -92,8 +92,6 @@ Meas3Satellite zeltMeas3Satellite(const Meas3Header& header, size_t n) {
     if (hasChannel) satellite.glonassChannel = header.glonassChannels.u8(n / 2) >> (n % 2 * 4) & 0x0F;
     const bool isHigh = n < kHighOrbitFlags && (unsigned{header.highOrbitFlags} >> n & 1) != 0;
     satellite.codeBase = isHigh ? kHighOrbitCodeBase : row.codeBase;
-    const bool isChannel =
-        satellite.glonassChannel >= kGlonassFirstChannel && satellite.glonassChannel <= kGlonassLastChannel;
-    satellite.isValid = satellite.svid <= row.lastSvid && (!hasChannel || isChannel);
+    satellite.isValid = satellite.svid <= row.lastSvid && (!hasChannel || IsGlonassChannel(satellite.glonassChannel));
     return satellite;
 }
