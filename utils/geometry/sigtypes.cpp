@@ -1,21 +1,10 @@
 #include "utils/geometry/sigtypes.h"
 
-#include <array>
-
 #include "utils/geometry/constants.h"
 #include "utils/geometry/signaltable.h"
 
 namespace Qon::Nav {
 namespace {
-
-constexpr double wavelengthOf(uint32_t frequency) { return frequency == 0 ? 0.0 : kSpeedOfLight / frequency; }
-
-// Of the signals with a frequency of their own: looked up for every signal of every epoch.
-constexpr auto kWavelengths = [] {
-    std::array<double, kSignalTable.size()> wavelengths{};
-    for (size_t i = 0; i < wavelengths.size(); ++i) wavelengths[i] = wavelengthOf(kSignalTable[i].frequencyHz);
-    return wavelengths;
-}();
 
 uint32_t channelFrequency(const GlonassBand& band, int channelIndex) {
     if (!IsGlonassChannel(channelIndex)) return 0;
@@ -31,9 +20,8 @@ uint32_t GetSignalFrequency(int signal, int channelIndex) {
 }
 
 double GetSignalWavelength(int signal, int channelIndex) {
-    const SignalRow& row = SignalOf(signal);
-    if (row.frequencyHz != 0) return kWavelengths[static_cast<size_t>(&row - kSignalTable.data())];
-    return wavelengthOf(GetSignalFrequency(signal, channelIndex));
+    const uint32_t frequency = GetSignalFrequency(signal, channelIndex);
+    return frequency == 0 ? 0.0 : kSpeedOfLight / frequency;
 }
 
 double GetFdmaWavelength(int signal, int frequencyNumber) {
