@@ -67,9 +67,10 @@ bool getIntOption(const char* option, int32_t& value, int argc, char** argv);
 void getStringOption(const char* option, const TextTarget& target, int argc, char** argv);
 
 // Time bound from "yyyy-mm-dd_hh:mm:ss" (any separators, fields from the right may be missing and count as 0; years
-// below 80 are 20xx, others up to 1900 are counted from 1900): ms since 1980-01-06, rounded half up, no leap seconds,
-// so that it is GPS time like the stamps it is compared with. Bounds beyond 64 bits become the nearest end, those that
-// are not a number the lowest. False when nothing converts.
+// below 80 are 20xx, others up to 1900 are counted from 1900): ms since 1980-01-06, no leap seconds, so that it is GPS
+// time like the stamps it is compared with. Half a millisecond is added and the fraction cut off, which from 1980-01-06
+// on is rounding. Bounds beyond 64 bits become the nearest end, those that are not a number the lowest. False when
+// nothing converts.
 bool parseEpochBound(const char* text, int64_t& milliseconds);
 
 // Opens the file for reading and closes it again; on failure prints the message and returns false.

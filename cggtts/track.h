@@ -104,7 +104,7 @@ enum class TrackOutcome {
     kLine,
     kTooFewSamples,
     kBelowMask,
-    kNoRoom,  // it would be a line, but the constellation has 23 of them already
+    kNoRoom,  // it would be a line, but the constellation has kMostLines (trackengine.h) already
 };
 
 // The line of a track closed at t, its last instant. Group delays, clock and position are those of the satellite of the

@@ -8,8 +8,7 @@ using namespace Qon::Nav;
 
 namespace {
 
-constexpr size_t kLineBufferCapacity = 3000;
-constexpr size_t kLineBufferFull = 2850;  // no line is begun from here on, so that one still fits
+constexpr size_t kFullLineBuffer = kMostLines * kDataLineSize;
 
 }  // namespace
 
@@ -24,7 +23,7 @@ CodePair findCodes(const ZeltMeasSat& satellite, const Constellation& constellat
 
 CggttsProcessor::CggttsProcessor(const RunConfig& config, const EphemerisStore& store)
     : config_(config), store_(store), tracks_{} {
-    for (std::string& buffer : lineBuffers_) buffer.reserve(kLineBufferCapacity);
+    for (std::string& buffer : lineBuffers_) buffer.reserve(kFullLineBuffer);
 }
 
 int CggttsProcessor::slotAt(uint32_t t) const {
@@ -100,7 +99,7 @@ TrackOutcome CggttsProcessor::closeTrack(int svid, uint32_t t, const Constellati
     DataLine line;
     const TrackOutcome outcome = finishTrack(recordOf(svid, constellation), t, config_, station, line);
     if (outcome != TrackOutcome::kLine) return outcome;
-    if (lines.size() >= kLineBufferFull) return TrackOutcome::kNoRoom;
+    if (lines.size() >= kFullLineBuffer) return TrackOutcome::kNoRoom;
     line.svid = static_cast<uint8_t>(svid);
     formatDataLine(line, lines);
     return TrackOutcome::kLine;

@@ -6,6 +6,7 @@
 #pragma once
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <optional>
@@ -16,6 +17,9 @@
 #include "cggtts/track.h"
 #include "utils/nav/navdatadecoder/satnavdecoder/ephemerisstore.h"
 #include "utils/zeltdata/zeltmeasepoch.h"
+
+// Of a constellation's tracks that are closed at one instant. README and manuals tell the number too.
+constexpr size_t kMostLines = 23;
 
 // What the engine tells of its work, to those who set it.
 struct TrackEvents {
@@ -40,8 +44,8 @@ public:
     // of the last sample, change nothing.
     bool addEpoch(const ZeltMeasEpoch& epoch);
 
-    // The lines of the last closing, by satellite number. No line is begun behind 2850 characters, so that 23 are the
-    // most (deliberate: files are fixed to the byte; of more satellites those of the highest numbers go without).
+    // The lines of the last closing, by satellite number, kMostLines at most (deliberate: files are fixed to the byte;
+    // of more satellites those of the highest numbers go without).
     const std::string& lineBuffer(const Constellation& constellation) const {
         return lineBuffers_[constellation.index];
     }

@@ -3,6 +3,7 @@
 // from its letter, README says so under "Compatibility".
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 
@@ -38,7 +39,9 @@ std::string makeFileName(const Constellation& constellation, const std::string& 
 // long, numbers of very many digits are.
 std::string formatHeader(size_t constellation, const HeaderTexts& texts, const RunConfig& config);
 
-// Appends one data line of 127 columns and a line feed. A value that rounds to more characters than its column has is
+constexpr size_t kDataLineSize = 128;  // characters, the line feed among them
+
+// Appends one data line of kDataLineSize characters. A value that rounds to more characters than its column has is
 // printed as asterisks; before that, one that is no number, or beyond 32 bits in its column's unit, becomes
 // -2147483648.
 void formatDataLine(const DataLine& line, std::string& text);

@@ -19,7 +19,7 @@ void checkSatellite(const ZeltMeasSat& satellite) {
     require(isSvid(satellite.svid), "a satellite number");
     const int channel = satellite.glonassChannel;
     if (SVIDToConstellation(satellite.svid) == kGlonass) {
-        require(channel >= kGlonassFirstChannel && channel <= kGlonassLastChannel, "a GLONASS channel");
+        require(IsGlonassChannel(channel), "a GLONASS channel");
     } else {
         require(channel == 0, "no channel but for GLONASS");
     }

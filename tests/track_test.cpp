@@ -148,7 +148,7 @@ TEST_F(TrackTest, SatellitesThatAreGoneAreGone) {
     EXPECT_EQ(linesOfLog(log += simulate(kGpsSatellite)).size(), 1U);
 }
 
-// No line is begun behind 2850 bytes: 23 lines of 128 bytes are the most of a track.
+// Files are fixed to the byte: 23 lines are the most of a track.
 TEST_F(TrackTest, NoMoreLinesThanTheBufferTakes) { EXPECT_EQ(linesOfLog(simulateAllGps()).size(), 23U); }
 
 // What is asked for in single precision reaches the columns so: compilers have lost roundings of neighbouring values.

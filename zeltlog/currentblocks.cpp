@@ -6,6 +6,9 @@
 
 namespace {
 
+// Bytes. What receivers tell comes to some ten thousand; a log of any other bytes may not make more be held.
+constexpr size_t kMostHeld = size_t{16} * 1024 * 1024;
+
 // What a block tells of; 0 when that is nothing that stays in force. A UTC block without a time stamp tells the leap
 // second to who passes over those with one, so that neither takes the other's place.
 uint64_t subjectOf(Bytes block) {
@@ -29,9 +32,10 @@ uint64_t subjectOf(Bytes block) {
 
 void CurrentBlocks::note(Bytes block, int64_t place) {
     const uint64_t subject = subjectOf(block);
-    if (subject == 0) return;
+    if (subject == 0 || held_ + block.size > kMostHeld) return;
     const auto [at, isNew] = kept_.try_emplace(subject);
     if (!isNew && place < at->second.place) return;
+    held_ += block.size - at->second.bytes.size();
     at->second.place = place;
     at->second.order = noted_++;
     at->second.bytes.assign(block.data, block.data + block.size);

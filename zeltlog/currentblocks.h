@@ -11,7 +11,7 @@
 class CurrentBlocks {
 public:
     // Takes a block that stands at a time (ms), where it is of a kind that stays in force until the next one of it
-    // comes.
+    // comes, and 16 MiB are not full.
     void note(Bytes block, int64_t place);
 
     // Hands out what is in force, in the order in which it came.
@@ -25,4 +25,5 @@ private:
     };
     std::map<uint64_t, Kept> kept_;  // by what the block tells of
     uint64_t noted_ = 0;
+    size_t held_ = 0;  // bytes
 };

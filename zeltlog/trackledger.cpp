@@ -25,6 +25,7 @@ constexpr const char* kFateTexts[kTrackFates] = {
     "outside the window",
     "constellation excluded",
 };
+static_assert(kMostLines == 23);  // as the text of kNoRoom says
 
 // Listens to a pass and its engine, and hands out the rows of a track once the next one has begun, or the log ended.
 class TrackLedger {

@@ -1,6 +1,7 @@
-"""The tools as commands; their help, man pages and completions know the same options."""
+"""The tools as commands; their help, man pages and completions know the same options. Documents name what exists."""
 
 import os
+import pathlib
 import re
 import shutil
 import signal
@@ -13,6 +14,9 @@ from common import EXPECTED, ROOT, TOOLS, run
 NAMES = ("check-cggtts", "compare-cggtts", "convert-archive", "plot-cggtts", "plot-position", "strict-cggtts")
 COMPLETE = ('compopt() { echo "compopt $*"; }; source "$1"; shift; COMP_WORDS=("$@"); COMP_CWORD=$(($# - 1))\n'
             '_cggtts_tools; printf "%s\\n" "${COMPREPLY[@]}"')
+SOURCES = ("app", "bench", "cggtts", "cmake", "completions", "examples", "fuzz", "scripts", "tests", "tools", "utils",
+           "zeltlog")
+PLACEHOLDERS = {"NAMEcommand.cpp", "OM_", "addNAMECommand", "kName", "name_"}  # of architecture.md
 
 
 def complete(*words):
@@ -68,6 +72,17 @@ class Manuals(unittest.TestCase):
             result = run(sys.executable, "-S", TOOLS / name, EXPECTED["G"])  # -S: what Debian installs is not found
             self.assertEqual(result.returncode, status, result.stderr)
             self.assertIn(message, result.stderr)
+
+    def test_names_in_documents(self):
+        paths = [path for folder in SOURCES for path in (ROOT / folder, *(ROOT / folder).rglob("*"))]
+        known = {name for path in paths for name in (path.name, path.stem)} | PLACEHOLDERS
+        for path in paths:
+            if path.is_file() and path.suffix != ".zelt" and path.name != pathlib.Path(__file__).name:
+                known.update(re.findall(r"\w+", path.read_text(errors="replace")))
+        for document in ("architecture", "bounds", "log-format"):
+            quoted = re.findall(r"`([^`\n]+)`", (ROOT / "doc" / f"{document}.md").read_text())
+            names = {name for text in quoted for name in re.findall(r"\w+\.(?:cpp|h|py)\b|[A-Za-z_]\w+", text)}
+            self.assertEqual(names - known, set(), document)
 
 
 if __name__ == "__main__":

@@ -20,7 +20,8 @@ double GpsTime(uint32_t week, uint32_t secondOfWeek);
 // Seconds from 1980-01-06 00:00:00 to a calendar date, leap seconds not counted; the fraction of `second` is kept.
 // A year below 80 means 2000 + year, one from 80 to 1900 means 1900 + year. Fields outside their usual range carry
 // over (month 0 is December of the year before, day 0 the last day of the month before), and fields near 2^32
-// count as negative, as in the C library's calendar record (which holds year - 1900 and month - 1, signed).
+// count as negative, as in the C library's calendar record (which holds year - 1900 and month - 1, signed). Its
+// functions fail where the year leaves the range of that record; this count goes on.
 double DateToGpsSeconds(uint32_t year, uint32_t month, uint32_t day, uint32_t hour, uint32_t minute, double second);
 
 }  // namespace Qon::Nav

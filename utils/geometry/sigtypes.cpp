@@ -1,28 +1,13 @@
 #include "utils/geometry/sigtypes.h"
 
-#include <array>
-
 #include "utils/geometry/constants.h"
 #include "utils/geometry/signaltable.h"
 
 namespace Qon::Nav {
 namespace {
 
-constexpr double wavelengthOf(uint32_t frequency) { return frequency == 0 ? 0.0 : kSpeedOfLight / frequency; }
-
-// Of the signals with a frequency of their own: looked up for every signal of every epoch.
-constexpr auto kWavelengths = [] {
-    std::array<double, kSignalTable.size()> wavelengths{};
-    for (size_t i = 0; i < wavelengths.size(); ++i) wavelengths[i] = wavelengthOf(kSignalTable[i].frequencyHz);
-    return wavelengths;
-}();
-
-bool isGlonassChannel(int channelIndex) {
-    return channelIndex >= kGlonassFirstChannel && channelIndex <= kGlonassLastChannel;
-}
-
 uint32_t channelFrequency(const GlonassBand& band, int channelIndex) {
-    if (!isGlonassChannel(channelIndex)) return 0;
+    if (!IsGlonassChannel(channelIndex)) return 0;
     const auto index = static_cast<uint32_t>(channelIndex);
     return band.centreHz - kGlonassChannelOffset * band.stepHz + index * band.stepHz;
 }
@@ -35,9 +20,8 @@ uint32_t GetSignalFrequency(int signal, int channelIndex) {
 }
 
 double GetSignalWavelength(int signal, int channelIndex) {
-    const SignalRow& row = SignalOf(signal);
-    if (row.frequencyHz != 0) return kWavelengths[static_cast<size_t>(&row - kSignalTable.data())];
-    return wavelengthOf(GetSignalFrequency(signal, channelIndex));
+    const uint32_t frequency = GetSignalFrequency(signal, channelIndex);
+    return frequency == 0 ? 0.0 : kSpeedOfLight / frequency;
 }
 
 double GetFdmaWavelength(int signal, int frequencyNumber) {
@@ -58,7 +42,7 @@ float GetSignalRatio(int signal, int channelIndex) {
         return static_cast<float>(ratio * ratio);
     }
     if (row.referenceHz == 0) {  // GLONASS L3: no band of its own, and the reference changes with the channel
-        const int index = isGlonassChannel(channelIndex) ? channelIndex : kGlonassChannelOffset;
+        const int index = IsGlonassChannel(channelIndex) ? channelIndex : kGlonassChannelOffset;
         const double ratio = static_cast<double>(channelFrequency(kGlonassL1, index)) / row.frequencyHz;
         return static_cast<float>(ratio * ratio);
     }

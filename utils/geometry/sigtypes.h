@@ -13,6 +13,11 @@ constexpr int kGlonassChannelOffset = 8;  // channel index = frequency number + 
 constexpr int kGlonassFirstChannel = 1;   // frequency number -7
 constexpr int kGlonassLastChannel = 14;   // frequency number +6
 
+// True for the channels that satellites may have.
+constexpr bool IsGlonassChannel(int channelIndex) {
+    return channelIndex >= kGlonassFirstChannel && channelIndex <= kGlonassLastChannel;
+}
+
 // Signal numbers that the program refers to by name.
 enum SignalType : int {
     kGpsL1Ca = 0,

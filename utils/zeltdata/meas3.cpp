@@ -160,7 +160,7 @@ Meas3Outcome decodeSatellite(const Meas3Header& header, size_t n, AntennaDecoder
                                .codeBase = satellite.codeBase};
     ZeltMeasSat& record = decoder.epoch.next();
     const size_t index = std::min(decoder.epoch.used().size(), size_t{kZeltMaxSatellites - 1});
-    record.start(static_cast<uint8_t>(satellite.svid), static_cast<uint8_t>(index));
+    record.start(satellite.svid, static_cast<uint8_t>(index));
     record.glonassChannel = static_cast<uint8_t>(satellite.glonassChannel);
     SatelliteSignals signals{record.slots(decoder.antenna)};
     const Meas3Outcome outcome = decodeSignals(context, decoder, decoder.isReference ? &reference : nullptr, signals);

@@ -87,13 +87,12 @@ bool zeltParseMeas3Header(Bytes bytes, size_t constellation, Meas3Header& header
 Meas3Satellite zeltMeas3Satellite(const Meas3Header& header, size_t n) {
     const Meas3ConstellationRow& row = kMeas3ConstellationRows[header.constellation];
     Meas3Satellite satellite;
-    satellite.svid = row.firstSvid + header.satellites[n];
+    const int svid = row.firstSvid + header.satellites[n];
+    if (svid <= row.lastSvid) satellite.svid = static_cast<uint8_t>(svid);
     const bool hasChannel = row.extra == Extra::kGlonassChannels;
     if (hasChannel) satellite.glonassChannel = header.glonassChannels.u8(n / 2) >> (n % 2 * 4) & 0x0F;
     const bool isHigh = n < kHighOrbitFlags && (unsigned{header.highOrbitFlags} >> n & 1) != 0;
     satellite.codeBase = isHigh ? kHighOrbitCodeBase : row.codeBase;
-    const bool isChannel =
-        satellite.glonassChannel >= kGlonassFirstChannel && satellite.glonassChannel <= kGlonassLastChannel;
-    satellite.isValid = satellite.svid <= row.lastSvid && (!hasChannel || isChannel);
+    satellite.isValid = satellite.svid != 0 && (!hasChannel || IsGlonassChannel(satellite.glonassChannel));
     return satellite;
 }

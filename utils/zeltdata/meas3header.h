@@ -23,7 +23,7 @@ struct Meas3Header {
 
 // A satellite that a header lists.
 struct Meas3Satellite {
-    int svid = 0;            // internal number; may lie beyond the constellation's
+    uint8_t svid = 0;        // internal number; 0 where the mask reaches beyond the constellation's
     int glonassChannel = 0;  // frequency number + 8 as logged, 0 to 15; 0 for other constellations
     double codeBase = 0;     // m, added to the code of a short master record
     bool isValid = false;    // its number and its channel exist

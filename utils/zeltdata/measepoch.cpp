@@ -158,7 +158,7 @@ bool startSatellite(Bytes sub, size_t index, SatelliteContext& context, ZeltMeas
     satellite.start(NormalizeSVID(logged), static_cast<uint8_t>(channel));
     if (satellite.svid == 0) return false;
     if (SVIDToConstellation(satellite.svid) == kGlonass) {
-        if (freqNr < kGlonassFirstChannel || freqNr > kGlonassLastChannel) return false;
+        if (!IsGlonassChannel(freqNr)) return false;
         satellite.glonassChannel = static_cast<uint8_t>(freqNr);
     }
     context.isOldSbas = context.isOldForm && logged >= 120 && logged <= 140;

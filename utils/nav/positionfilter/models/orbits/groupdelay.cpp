@@ -1,20 +1,23 @@
 #include "utils/nav/positionfilter/models/orbits/groupdelay.h"
 
 #include "utils/geometry/constants.h"
+#include "utils/geometry/signaltable.h"
 #include "utils/geometry/sigtypes.h"
 
 namespace Qon::Nav {
 namespace {
 
+constexpr double squared(double frequency) { return frequency * frequency; }
+
 // Squared carriers, Hz^2.
-constexpr double kL1Sq = 1575.42e6 * 1575.42e6;
-constexpr double kE5aSq = 1176.45e6 * 1176.45e6;
-constexpr double kE5bSq = 1207.14e6 * 1207.14e6;
-constexpr double kE6Sq = 1278.75e6 * 1278.75e6;
+constexpr double kL1Sq = squared(kL1Hz);
+constexpr double kE5aSq = squared(kL5Hz);
+constexpr double kE5bSq = squared(kE5bHz);
+constexpr double kE6Sq = squared(kE6Hz);
 
 // GPS's, in the single precision in which its delay of L2 is formed.
-constexpr float kGpsL1Sq = 2481948213221785600.0F;
-constexpr float kGpsL2Sq = 1507001769585016832.0F;
+constexpr auto kGpsL1Sq = static_cast<float>(kL1Sq);
+constexpr auto kGpsL2Sq = static_cast<float>(squared(kL2Hz));
 
 // With g = (9/7)^2, the squared ratio of the carriers: 1 / (g - 1) and g / (g - 1).
 constexpr double kGlonassL1Share = 1.53125;
