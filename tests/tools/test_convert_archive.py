@@ -196,8 +196,24 @@ class ConvertArchive(common.ToolTest):
             subprocess.run(["gzip"], input=part(-1800, 0), stdout=file, check=True)
         os.truncate(cut, cut.stat().st_size - 1000)
         result = self.archive()
+        self.assertIn(f"failed: {cut}: ", result.stderr)
         self.assertIn(f"59024: made without what cannot be read: {cut}: ", result.stderr)
-        self.assert_counts(result, 2, 0, 2)
+        self.assert_counts(result, 2, 0, 3)
+        self.assert_days()
+
+    def test_a_span_that_could_not_be_found_out_is_not_kept(self):
+        self.write_hours()
+        subprocess.run(["gzip", self.logs / "1.zelt"], check=True)
+        for name, message in (("gzip", "gzip failed"), ("zeltlog", "zeltlog was killed")):
+            program = self.folder / name
+            program.write_text(f"#!/bin/sh\n[ $1 = info -o {name} = gzip ] && kill -KILL $$; exec '{ZELTLOG}' \"$@\"\n")
+            program.chmod(0o755)
+            zeltlog = program if name == "zeltlog" else ZELTLOG
+            result = self.archive(PATH=f"{self.folder}:{os.environ['PATH']}", ZELTLOG=str(zeltlog))
+            program.unlink()
+            self.assertIn(f"failed: {self.logs}/1.zelt.gz: {message}", result.stderr)
+            self.assert_counts(result, 2, 0, 1)
+        self.assert_counts(self.archive(), 2, 0, 0)
         self.assert_days()
 
     def test_killed_and_simultaneous_runs(self):
