@@ -271,6 +271,16 @@ def is_done(job, record):
     return record.get("made_of") == job["made_of"] and sizes(job["out"], record["files"]) == record["sizes"]
 
 
+def refusal(record):
+    return f"not replaced: {', '.join(record['lost'])}; --force replaces them" if "refused" in record else None
+
+
+def is_refused(job, record):
+    """True when the same has been refused for the files that are there."""
+    return (not job["force"] and record.get("refused") == job["made_of"] and
+            sizes(job["out"], record["in_place"]) == record["in_place"])
+
+
 def build(job, work, record):
     """Makes the day; its new record."""
     notes, faults = join_day(job, work)
@@ -285,8 +295,9 @@ def build(job, work, record):
            "lines": {name: tracks["summary"][name]["line"] for name in NAMES.values()}}
     lost = [] if job["force"] else losses(job, counts, record)
     if lost:
-        record = {"files": {}, "sizes": {}, **record, "refused": job["made_of"], "lost": lost}
-        return {**record, "mjd": job["mjd"]}
+        in_place = sizes(job["out"], {*counts, *record.get("files", {})})
+        return {"files": {}, "sizes": {}, **record, "mjd": job["mjd"], "refused": job["made_of"], "lost": lost,
+                "in_place": in_place}
     put_in_place(job, folder, counts, record)
     new["sizes"] = sizes(job["out"], counts)
     if faults:
@@ -295,15 +306,18 @@ def build(job, work, record):
 
 
 def make_day_locked(job):
+    """What went wrong, or None."""
     record_path = day_path(job["home"], job["mjd"], "json")
     record = read_json(record_path, {})
     if is_done(job, record):
-        return  # by another run, meanwhile
+        return None  # by another run, meanwhile
     work = os.path.join(job["home"], "work", str(job["mjd"]))
     shutil.rmtree(work, ignore_errors=True)
     os.makedirs(work)
     try:
-        write_json(record_path, build(job, work, record))
+        record = build(job, work, record)
+        write_json(record_path, record)
+        return refusal(record)
     finally:
         shutil.rmtree(work, ignore_errors=True)
 

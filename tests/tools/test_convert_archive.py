@@ -149,15 +149,21 @@ class ConvertArchive(common.ToolTest):
         self.assert_counts(self.archive(), 2, 0, 0)
         before = self.files()
         (self.logs / "1.zelt").unlink()
-        for _ in range(2):
+        for done in (1, 2):
             result = self.archive()
             self.assertRegex(result.stderr, r"failed: 59025: not replaced: .*EZEX__59.025: \d+ lines in place of")
+            self.assert_counts(result, 0, done, 1)
             self.assertEqual(self.files(), before)
         self.assert_counts(self.archive(self.logs, "--force"), 1, 1, 0)
         self.assertLess(len(self.files()["EZEX__59.025"]), len(before["EZEX__59.025"]))
         (self.logs / "again").write_bytes(part(3600, 7200))
         self.assert_counts(self.archive(), 1, 1, 0)
         self.assertEqual(self.files(), before)
+        (self.logs / "again").unlink()
+        self.assert_counts(self.archive(), 0, 1, 1)
+        for path in self.out.glob("*.025"):
+            path.unlink()
+        self.assert_counts(self.archive(), 1, 1, 0)
 
     def test_the_day_that_is_not_over(self):
         self.write_hours()
