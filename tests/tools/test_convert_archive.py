@@ -177,13 +177,22 @@ class ConvertArchive(common.ToolTest):
         self.assert_days()
 
     def test_the_setup_comes_from_an_earlier_log(self):
-        (self.logs / "a").write_bytes(part(-5400, -600))
+        (self.logs / "a").write_bytes(part(-5400, -1800))
         (self.logs / "b").write_bytes(part(-600, 5400))
+        setup = next(block for _, block in BLOCKS if b"ZeltRx TR" in block)
+        bare = part(-5400, -1200).replace(setup, b"")
+        week, second = divmod(MIDNIGHT - 1200, 604800)
+        setup = with_crc(setup[4:8] + struct.pack("<IH", second * 1000, week) + setup[14:].replace(b" TR", b" XX"))
         self.assert_counts(self.archive(self.logs, "--lead", "0"), 2, 0, 0)
-        headers = {name[0]: text.splitlines()[:common.HEADER_LINES] for name, text in self.files().items()}
-        for name, text in self.files().items():
-            self.assertEqual(text.splitlines()[:common.HEADER_LINES], headers[name[0]], name)
-        self.assertIn("RCVR = ZeltRx TR", b"\n".join(headers["G"]).decode())
+        for late, receiver, made in ((bare, "TR", 0), (bare + setup, "XX", 1), (None, "TR", 1)):
+            (self.logs / "late").unlink(missing_ok=True)
+            if late:
+                (self.logs / "late").write_bytes(late)
+            self.assert_counts(self.archive(self.logs, "--lead", "0", "--days", "59025"), made, 1 - made, 0)
+            headers = {name: text.splitlines()[:common.HEADER_LINES] for name, text in self.files().items()}
+            self.assertIn(f"RCVR = ZeltRx {receiver}".encode(), b"\n".join(headers["GZEX__59.025"]))
+        for name, header in headers.items():
+            self.assertEqual(header, headers[f"{name[0]}ZEX__59.024"], name)
 
     def test_nothing_half_made_is_put_in_place(self):
         self.write_hours()
