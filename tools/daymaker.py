@@ -177,6 +177,19 @@ def join_day(job, work):
     return setup, messages, faults if is_whole else faults + messages
 
 
+def check_leap_second(job, log):
+    """Failed where the options have another leap second than the day's log."""
+    if job["leap_second"] is None:
+        return
+    result = run([job["zeltlog"], "info", "--json", log])
+    if not result.stdout:
+        raise Failed("; ".join(messages_of(result)) or f"zeltlog info: status {result.returncode}")
+    told = json.loads(result.stdout.decode(errors="replace"))["leap_second"]
+    told = [source for source in (told["stamped"], told["unstamped"]) if source]
+    if told and not min(s["lowest"] for s in told) <= job["leap_second"] <= max(s["highest"] for s in told):
+        raise Failed(f"-ls {job['leap_second']}: the logs say {told[0]['highest']}")
+
+
 def convert(job, folder):
     words = [*job["options"], "-b", gps_text(job["begin"]), "-e", gps_text(job["end"]), "-f", "../day.zelt"]
     os.mkdir(folder)
@@ -301,6 +314,7 @@ def build(job, work, record):
     """Makes the day; its new record."""
     setup, notes, faults = join_day(job, work)
     made_of = [job["made_of"][0], setup]
+    check_leap_second(job, os.path.join(work, "day.zelt"))
     folder = os.path.join(work, "files")
     tracks = convert(job, folder)
     counts = check(folder, job["mjd"], tracks["summary"])

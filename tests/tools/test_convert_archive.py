@@ -283,8 +283,9 @@ class ConvertArchive(common.ToolTest):
         self.assertIn("59025: 360 measurement blocks differ", self.archive(self.logs, other, "--days", "59025").stderr)
         self.write_options(OPTIONS | {"-ls": "17"})
         result = self.archive()
-        self.assertEqual((result.returncode, self.files()), (2, {}))
-        self.assertIn("-ls 18", result.stderr)
+        self.assertEqual((result.returncode, self.files()), (1, {}))
+        for day in DAYS:
+            self.assertIn(f"failed: {day}: -ls 17: the logs say 18", result.stderr)
 
 
 class OptionsFile(common.ToolTest):
