@@ -5,8 +5,10 @@ import pathlib
 import random
 import shlex
 import shutil
+import signal
 import struct
 import subprocess
+import time
 import unittest
 import unittest.mock
 
@@ -245,6 +247,20 @@ class ConvertArchive(common.ToolTest):
         self.assertEqual([process.returncode for process in both], [0, 0], results)
         self.assert_days()
 
+    def test_sigterm_ends_a_run_that_ignores_sigint(self):
+        """As jobs in the background of a script do."""
+        self.write_hours()
+        environment = os.environ | {"ZELT2CGGTTS": self.make_program(f"touch '{self.folder}/begun'; sleep 30")}
+        process = subprocess.Popen([TOOL, self.options, self.logs, "-o", self.out], env=environment, text=True,
+                                   stdout=subprocess.DEVNULL, stderr=subprocess.PIPE,
+                                   preexec_fn=lambda: signal.signal(signal.SIGINT, signal.SIG_IGN))
+        while not (self.folder / "begun").exists():
+            self.assertIsNone(process.poll())
+            time.sleep(0.05)
+        process.terminate()
+        self.assertIn("interrupted", process.communicate(timeout=20)[1])
+        self.assertEqual((process.returncode, self.files()), (1, {}))
+
     def test_machines_and_shares(self):
         self.write_hours()
         hosts, ssh = self.folder / "hosts", self.folder / "ssh"
@@ -267,10 +283,15 @@ class ConvertArchive(common.ToolTest):
 
     def test_strict_headers_and_logs_from_a_list(self):
         self.write_hours()
-        self.write_options(OPTIONS | {"-revdate": "2020-06-01"})
         names = self.folder / "list"
-        names.write_text("\n".join(map(str, self.logs.iterdir())) + "\n")
-        self.assert_counts(self.archive("--logs-from", names, "--strict"), 2, 0, 0)
+        names.write_text("\n".join(map(str, self.logs.glob("-*"))) + "\n")
+        words = ("--strict", "--logs-from", names, self.logs / "0.zelt", "--lead", "6", self.logs / "1.zelt")
+        for date in ({}, {"-revdate": "May"}):
+            self.write_options(OPTIONS | date)
+            result = self.archive(*words)
+            self.assertEqual((result.returncode, "write -revdate" in result.stderr), (2, True))
+        self.write_options(OPTIONS | {"-revdate": "2020-06-01"})
+        self.assert_counts(self.archive(*words), 2, 0, 0)
         self.assertEqual({text[:18] for text in self.files().values()}, {b"CGGTTS     GENERIC"})
 
     def test_what_is_refused(self):
@@ -304,6 +325,7 @@ class OptionsFile(common.ToolTest):
                 (["-foo 1"], "'-foo' is no option"), (["labid EX"], "'labid' is no option"), (["-C"], "no days"),
                 (["-f x"], "refused"), (["-b x"], "bounds"), (["-lab"], "a value is missing"),
                 (["-matlab 1"], "no value"),
+                (["-lab a\0b", "-ls 18"], "NUL"),
                 (["-ls 18", "-ls 18"], ":2: -ls stands in line 1"), (["-comment -px"], "taken for an option")):
             _, _, faults = self.read(*lines)
             self.assertEqual(len(faults), 1, lines)
