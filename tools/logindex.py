@@ -8,6 +8,7 @@ import json
 import math
 import os
 import shutil
+import stat
 import subprocess
 import sys
 import tempfile
@@ -80,10 +81,11 @@ def unpack(path, target):
     return result.stderr.decode(errors="replace").strip().replace("\n", "; ") or f"{unpacker(path)} failed"
 
 
-def files_below(folder, left_out):
-    """The files of a folder and those below it, by name; hidden ones and one folder are passed over."""
-    seen = set()
-    for place, folders, names in os.walk(folder, followlinks=True):
+def files_below(folder, left_out, faults):
+    """The files of a folder and those below it, by name; hidden ones and one folder are passed over. What cannot be
+    looked at is added to the faults."""
+    seen, errors = set(), []
+    for place, folders, names in os.walk(folder, onerror=errors.append, followlinks=True):
         status = os.stat(place)
         if (status.st_dev, status.st_ino) in seen or os.path.realpath(place) == left_out:
             folders.clear()
@@ -92,22 +94,26 @@ def files_below(folder, left_out):
         folders[:] = sorted(name for name in folders if not name.startswith("."))
         for name in sorted(names):
             path = os.path.join(place, name)
-            if not name.startswith(".") and os.path.isfile(path):
-                yield path
+            try:
+                if not name.startswith(".") and stat.S_ISREG(os.stat(path).st_mode):
+                    yield path
+            except OSError as error:
+                errors.append(error)
+    faults += [f"{error.filename}: {error.strerror}" for error in errors]
 
 
 def find_files(paths, left_out):
     """{path: was it named itself}, of files and folders, and what is not there."""
-    files, missing = {}, []
+    files, faults = {}, []
     for path in map(os.path.abspath, paths):
         if os.path.isdir(path):
-            for file in files_below(path, left_out):
+            for file in files_below(path, left_out, faults):
                 files.setdefault(file, False)
         elif os.path.isfile(path):
             files[path] = True
         else:
-            missing.append(f"{path}: no such file")
-    return files, missing
+            faults.append(f"{path}: no such file")
+    return files, faults
 
 
 def gps_seconds(text):

@@ -40,15 +40,19 @@ def with_crc(body):
     return b"$@" + struct.pack("<H", binascii.crc_hqx(body, 0)) + body
 
 
+def stamped(block, second):
+    """The block with another time stamp."""
+    week, rest = divmod(second, 604800)
+    return with_crc(block[4:8] + struct.pack("<IH", rest * 1000, week) + block[14:])
+
+
 def shifted_blocks(shift):
     """The example's blocks, their time stamps moved by some seconds: [(second, block)]."""
     log, position, blocks = EXAMPLE_LOG.read_bytes(), 0, []
     while position < len(log):
         length, tow, week = struct.unpack_from("<HIH", log, position + 6)
         second = week * 604800 + tow // 1000 + shift
-        body = log[position + 4:position + 8] + struct.pack("<IH", second % 604800 * 1000, second // 604800)
-        body += log[position + 14:position + length]
-        blocks.append((second, with_crc(body)))
+        blocks.append((second, stamped(log[position:position + length], second)))
         position += length
     return blocks
 
@@ -183,8 +187,7 @@ class ConvertArchive(common.ToolTest):
         (self.logs / "b").write_bytes(part(-600, 5400))
         setup = next(block for _, block in BLOCKS if b"ZeltRx TR" in block)
         bare = part(-5400, -1200).replace(setup, b"")
-        week, second = divmod(MIDNIGHT - 1200, 604800)
-        setup = with_crc(setup[4:8] + struct.pack("<IH", second * 1000, week) + setup[14:].replace(b" TR", b" XX"))
+        setup = stamped(setup.replace(b"ZeltRx TR", b"ZeltRx XX"), MIDNIGHT - 1200)
         self.assert_counts(self.archive(self.logs, "--lead", "0"), 2, 0, 0)
         for late, receiver, made in ((bare, "TR", 0), (bare + setup, "XX", 1), (None, "TR", 1)):
             (self.logs / "late").unlink(missing_ok=True)
@@ -223,7 +226,7 @@ class ConvertArchive(common.ToolTest):
         subprocess.run(["gzip", self.logs / "1.zelt"], check=True)
         for name, message in (("gzip", "gzip failed"), ("zeltlog", "zeltlog was killed")):
             program = self.folder / name
-            program.write_text(f"#!/bin/sh\n[ $1 = info -o {name} = gzip ] && kill -KILL $$; exec '{ZELTLOG}' \"$@\"\n")
+            program.write_text(f"#!/bin/sh\n[ $3 = --span -o {name} = gzip ] && kill -KILL $$; exec '{ZELTLOG}' \"$@\"\n")
             program.chmod(0o755)
             zeltlog = program if name == "zeltlog" else ZELTLOG
             result = self.archive(PATH=f"{self.folder}:{os.environ['PATH']}", ZELTLOG=str(zeltlog))
@@ -296,9 +299,15 @@ class ConvertArchive(common.ToolTest):
 
     def test_what_is_refused(self):
         self.write_hours()
-        for words in (("--share", "3/2"), ("--days", "5902"), ("--lead", "-1"), ("-j", "0"), ("--what",)):
+        for words in (("--share", "3/2"), ("--days", "5902"), ("--days", "59025..59024"), ("--lead", "-1"), ("-j", "0"),
+                      ("--what",)):
             self.assertEqual(self.archive(self.logs, *words).returncode, 2, words)
-        self.assertEqual(self.archive(self.folder / "missing").returncode, 1)
+        for words, message in (
+                ([self.folder / "missing"], "failed: .*missing: no such file\n.*no log was found"),
+                ([self.out], "no log was found"), ([self.logs, "--days", "59026"], "no log reaches into 59026")):
+            result = self.archive(*words)
+            self.assertRegex(result.stderr, message)
+            self.assertEqual((result.returncode, result.stdout), (2, ""))
         other = self.folder / "other receiver"  # 180 epochs of two blocks each
         other.write_bytes(b"".join(with_crc(block[4:-1] + b"x") for second, block in BLOCKS if second >= MIDNIGHT))
         self.assertIn("59025: 360 measurement blocks differ", self.archive(self.logs, other, "--days", "59025").stderr)
@@ -307,6 +316,27 @@ class ConvertArchive(common.ToolTest):
         self.assertEqual((result.returncode, self.files()), (1, {}))
         for day in DAYS:
             self.assertIn(f"failed: {day}: -ls 17: the logs say 18", result.stderr)
+
+
+    def test_what_is_missing_is_told(self):
+        self.write_hours()
+        (self.logs / "denied").mkdir()
+        (self.logs / "gone").symlink_to("nowhere")
+        (self.logs / "later").write_bytes(stamped(BLOCKS[0][1], MIDNIGHT + 3 * 86400 + 3600))
+        scandir = os.scandir
+
+        def deny(path):  # root may look into every folder
+            if str(path).endswith("denied"):
+                raise PermissionError(13, "Permission denied", path)
+            return scandir(path)
+
+        with unittest.mock.patch("os.scandir", deny):
+            result = call(load("convert-archive"), self.options, self.logs, "-o", self.out)
+        self.assertEqual((result.status, set(result.stderr.splitlines())),
+                         (1, {f"failed: {self.logs}/denied: Permission denied",
+                              f"failed: {self.logs}/gone: No such file or directory"}))
+        self.assertIn("\n59026..59027 no log\n", result.stdout)
+        self.assert_days()
 
 
 class OptionsFile(common.ToolTest):
