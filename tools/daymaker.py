@@ -174,7 +174,7 @@ def join_day(job, work):
     for number, path in enumerate(job["logs"]):
         messages = [message.replace(os.path.join(work, f"{number}.zelt"), path) for message in messages]
     faults = [f"{path}: {fault}" for path, fault in packing_faults.items()]
-    return setup, messages, faults if is_whole else faults + messages
+    return (setup, messages, faults) if is_whole else (setup, [], faults + messages)
 
 
 def check_leap_second(job, log):

@@ -175,8 +175,9 @@ class ConvertArchive(common.ToolTest):
         self.write_hours()
         tool = load("convert-archive")
         during = MIDNIGHT + 315964800 + 3600
-        for more, days in (((), [(59024, True)]), (("--follow",), [(59024, True), (59025, False)])):
-            with unittest.mock.patch.object(tool.time, "time", lambda: during):
+        for now, more, days in ((during, (), [(59024, True)]), (during, ("--follow",), [(59024, True), (59025, False)]),
+                                (during + 86400, (), [(59024, True), (59025, True)])):
+            with unittest.mock.patch.object(tool.time, "time", lambda now=now: now):
                 result = call(tool, self.options, self.logs, "-o", self.out, "--json", *more)
             rows = json.loads(result.stdout)["days"]
             self.assertEqual([(row["mjd"], row["is_finished"]) for row in rows], days, result.stderr)
@@ -320,6 +321,7 @@ class ConvertArchive(common.ToolTest):
 
     def test_what_is_missing_is_told(self):
         self.write_hours()
+        (self.logs / "0.zelt").write_bytes(part(0, 3600) + b"junk")
         (self.logs / "denied").mkdir()
         (self.logs / "gone").symlink_to("nowhere")
         (self.logs / "later").write_bytes(stamped(BLOCKS[0][1], MIDNIGHT + 3 * 86400 + 3600))
@@ -335,7 +337,7 @@ class ConvertArchive(common.ToolTest):
         self.assertEqual((result.status, set(result.stderr.splitlines())),
                          (1, {f"failed: {self.logs}/denied: Permission denied",
                               f"failed: {self.logs}/gone: No such file or directory"}))
-        self.assertIn("\n59026..59027 no log\n", result.stdout)
+        self.assertIn(f"\n59026..59027 no log\n59025: {self.logs}/0.zelt: left out 4 bytes", result.stdout)
         self.assert_days()
 
 
