@@ -93,6 +93,16 @@ def checksum(text):
     return sum(text.encode("latin-1")) % 256
 
 
+def is_date(text):
+    """True of yyyy-mm-dd."""
+    if not re.fullmatch(r"\d{4}-\d\d-\d\d", text or ""):
+        return False
+    try:
+        return bool(datetime.date.fromisoformat(text))
+    except ValueError:
+        return False
+
+
 def header_keywords(file):
     """Those that the header must have, in their order."""
     for keyword, parts in SUMS_OF_DELAYS.items():

@@ -108,8 +108,9 @@ def setup_of(job, paths, work, target):
     return False if is_whole and is_read else None
 
 
-def look_for_setups(job, paths, work, known):
-    """Finds out which of some logs, newest first, is the first with a setup."""
+def look_for_setups(job, paths, index, work, known):
+    """Finds out which of some logs, newest first, is the first with a setup. {log: name of its setup, "" without one,
+    None where that cannot be told now}, added to what is known."""
     new = [path for path in paths if path not in known]
     target = os.path.join(work, "setup.zelt")
     if not any(map(unpacker, new)) and len(new) > 1 and setup_of(job, new, work, target) is False:
@@ -117,54 +118,76 @@ def look_for_setups(job, paths, work, known):
         return
     for path in new:
         has_setup = setup_of(job, [path], work, target)
-        if has_setup is False:
-            known[path] = ""
-        elif has_setup:
-            known[path] = hashlib.sha256(path.encode(errors="surrogateescape")).hexdigest()[:32] + ".zelt"
+        known[path] = "" if has_setup is False else None
+        if has_setup:
+            identity = json.dumps([path, index[path]["stamp"]])
+            known[path] = hashlib.sha256(identity.encode()).hexdigest()[:32] + ".zelt"
             os.replace(target, os.path.join(job["home"], "setups", known[path]))
             return
 
 
-def earlier_setup(job, work, bare):
-    """The newest setup before the logs of the day, as a log; None where there is none. What is found out of logs is
-    kept, so that none is read for it twice; bare: those of the day that were read whole and have none."""
-    index = read_json(os.path.join(job["home"], "index.json"), {}).get("logs", {})
-    earlier = sorted(((entry["span"][1], path) for path, entry in index.items()
-                      if entry["span"] and entry["span"][1] < job["begin"] and path not in job["logs"]), reverse=True)
-    paths = [path for _, path in earlier]
-    folder = os.path.join(job["home"], "setups")
+def newest_setup(job, logs, index, work, known):
+    """The name of the newest setup before the day, "" where there is none; logs: [(end, log)], newest first."""
+    paths = [path for end, path in logs if end < job["begin"] and path not in job["logs"]]
+    for begin in range(0, len(paths), LOGS_AT_ONCE):
+        some = paths[begin:begin + LOGS_AT_ONCE]
+        look_for_setups(job, some, index, work, known)
+        found = next((known[path] for path in some if known.get(path)), None)
+        if found:
+            return found
+    return ""
+
+
+def earlier_setups(jobs, index, work, bare=()):
+    """The newest setup before the logs of each day, by its name in the folder of setups, "" where there is none. Only
+    the logs of an index count. What is found out of logs is kept, so that none is read for it twice; bare: those that
+    were read whole and have none."""
+    folder = os.path.join(jobs[0]["home"], "setups")
     os.makedirs(folder, exist_ok=True)
     with locked(os.path.join(folder, "lock")):
         kept = read_json(os.path.join(folder, "known.json"), {})
         known = {path: name for path, (change, name) in kept.items() if index.get(path, {}).get("stamp") == change}
-        known.update((path, "") for path in bare if path in index)
-        found = None
-        for begin in range(0, len(paths), LOGS_AT_ONCE):
-            some = paths[begin:begin + LOGS_AT_ONCE]
-            look_for_setups(job, some, work, known)
-            found = next((known[path] for path in some if known.get(path)), None)
-            if found:
-                break
-        write_json(os.path.join(folder, "known.json"),
-                   {path: [index[path]["stamp"], name] for path, name in known.items()})
-    return os.path.join(folder, found) if found else None
+        known.update((path, "") for path in bare)
+        logs = sorted(((entry["span"][1], path) for path, entry in index.items()
+                       if entry["span"] and known.get(path) != ""), reverse=True)
+        found = [newest_setup(job, logs, index, work, known) for job in jobs]
+        told = {path: [index[path]["stamp"], name] for path, name in known.items() if name is not None}
+        write_json(os.path.join(folder, "known.json"), {**kept, **told})
+    return found
 
 
 def join_day(job, work):
-    """Joins the logs of the day with what was current before: the log, and what is wrong with its parts."""
+    """Joins the logs of the day with what was current before. The name of the setup from before its logs, None where
+    they have one; what is to be said of the logs, and what is wrong with them."""
     target = os.path.join(work, "day.zelt")
     words = ["--from", gps_text(job["begin"] - REFERENCE_LEAD), "--to", gps_text(job["end"]), "--every", str(SAMPLING)]
     logs, packing_faults = plain_logs(job, work)
     summary, messages, is_whole = join(job, logs, target, words)
     bare = [path for path, log in zip(job["logs"], summary["from"])
             if log["read_whole"] and not log["receiver_setups"] and path not in packing_faults]
-    if not summary["receiver_setups"] and (setup := earlier_setup(job, work, bare)):
+    setup = None
+    if not summary["receiver_setups"]:
+        setup = earlier_setups([job], read_json(os.path.join(job["run"], "logs.json")), work, bare)[0]
+    if setup:
         os.rename(target, target + ".bare")
-        join(job, [setup, target + ".bare"], target, words)
+        join(job, [os.path.join(job["home"], "setups", setup), target + ".bare"], target, words)
     for number, path in enumerate(job["logs"]):
         messages = [message.replace(os.path.join(work, f"{number}.zelt"), path) for message in messages]
     faults = [f"{path}: {fault}" for path, fault in packing_faults.items()]
-    return messages, faults if is_whole else faults + messages
+    return (setup, messages, faults) if is_whole else (setup, [], faults + messages)
+
+
+def check_leap_second(job, log):
+    """Failed where the options have another leap second than the day's log."""
+    if job["leap_second"] is None:
+        return
+    result = run([job["zeltlog"], "info", "--json", log])
+    if not result.stdout:
+        raise Failed("; ".join(messages_of(result)) or f"zeltlog info: status {result.returncode}")
+    told = json.loads(result.stdout.decode(errors="replace"))["leap_second"]
+    told = [source for source in (told["stamped"], told["unstamped"]) if source]
+    if told and not min(s["lowest"] for s in told) <= job["leap_second"] <= max(s["highest"] for s in told):
+        raise Failed(f"-ls {job['leap_second']}: the logs say {told[0]['highest']}")
 
 
 def convert(job, folder):
@@ -271,22 +294,41 @@ def is_done(job, record):
     return record.get("made_of") == job["made_of"] and sizes(job["out"], record["files"]) == record["sizes"]
 
 
+def refusal(record):
+    return f"not replaced: {', '.join(record['lost'])}; --force replaces them" if "refused" in record else None
+
+
+def is_refused(job, record):
+    """True when the same has been refused for the files that are there."""
+    return (not job["force"] and record.get("refused") == job["made_of"] and
+            sizes(job["out"], record["in_place"]) == record["in_place"])
+
+
+def borrows_setup(job, record):
+    """Was the day made of the same with a setup from before its logs? Then a newer one may have come."""
+    return any(made_of and made_of[0] == job["made_of"][0] and made_of[1] is not None
+               for made_of in (record.get("made_of"), record.get("refused")))
+
+
 def build(job, work, record):
     """Makes the day; its new record."""
-    notes, faults = join_day(job, work)
+    setup, notes, faults = join_day(job, work)
+    made_of = [job["made_of"][0], setup]
+    check_leap_second(job, os.path.join(work, "day.zelt"))
     folder = os.path.join(work, "files")
     tracks = convert(job, folder)
     counts = check(folder, job["mjd"], tracks["summary"])
     if job["strict"] and counts:
         folder = make_strict(folder, counts)
-    new = {"mjd": job["mjd"], "made_of": job["made_of"], "notes": notes, "faults": faults, "hours": job["hours"],
+    new = {"mjd": job["mjd"], "made_of": made_of, "notes": notes, "faults": faults, "hours": job["hours"],
            "is_finished": job["is_finished"], "options": job["options"], "program": job["identity"],
            "logs": job["logs"], "files": counts, "summary": tracks["summary"], "sentences": tracks["sentences"],
            "lines": {name: tracks["summary"][name]["line"] for name in NAMES.values()}}
     lost = [] if job["force"] else losses(job, counts, record)
     if lost:
-        record = {"files": {}, "sizes": {}, **record, "refused": job["made_of"], "lost": lost}
-        return {**record, "mjd": job["mjd"]}
+        in_place = sizes(job["out"], {*counts, *record.get("files", {})})
+        return {"files": {}, "sizes": {}, **record, "mjd": job["mjd"], "refused": made_of, "lost": lost,
+                "in_place": in_place}
     put_in_place(job, folder, counts, record)
     new["sizes"] = sizes(job["out"], counts)
     if faults:
@@ -295,15 +337,18 @@ def build(job, work, record):
 
 
 def make_day_locked(job):
+    """What went wrong, or None."""
     record_path = day_path(job["home"], job["mjd"], "json")
     record = read_json(record_path, {})
     if is_done(job, record):
-        return  # by another run, meanwhile
+        return None  # by another run, meanwhile
     work = os.path.join(job["home"], "work", str(job["mjd"]))
     shutil.rmtree(work, ignore_errors=True)
     os.makedirs(work)
     try:
-        write_json(record_path, build(job, work, record))
+        record = build(job, work, record)
+        write_json(record_path, record)
+        return refusal(record)
     finally:
         shutil.rmtree(work, ignore_errors=True)
 
@@ -326,6 +371,7 @@ def make_day(job):
 
 
 def make_days(path):
-    """Makes the days of a file of jobs; a result for each goes beside the file."""
+    """Makes the days of a file of jobs; a result for each goes beside the file, where the logs of the run stand too."""
+    run = os.path.dirname(path)
     for job in read_json(path, []):
-        write_json(os.path.join(os.path.dirname(path), f"{job['mjd']}.result"), {"failure": make_day(job)})
+        write_json(os.path.join(run, f"{job['mjd']}.result"), {"failure": make_day({**job, "run": run})})

@@ -8,6 +8,7 @@ import json
 import math
 import os
 import shutil
+import stat
 import subprocess
 import sys
 import tempfile
@@ -80,10 +81,11 @@ def unpack(path, target):
     return result.stderr.decode(errors="replace").strip().replace("\n", "; ") or f"{unpacker(path)} failed"
 
 
-def files_below(folder, left_out):
-    """The files of a folder and those below it, by name; hidden ones and one folder are passed over."""
-    seen = set()
-    for place, folders, names in os.walk(folder, followlinks=True):
+def files_below(folder, left_out, faults):
+    """The files of a folder and those below it, by name; hidden ones and one folder are passed over. What cannot be
+    looked at is added to the faults."""
+    seen, errors = set(), []
+    for place, folders, names in os.walk(folder, onerror=errors.append, followlinks=True):
         status = os.stat(place)
         if (status.st_dev, status.st_ino) in seen or os.path.realpath(place) == left_out:
             folders.clear()
@@ -92,22 +94,26 @@ def files_below(folder, left_out):
         folders[:] = sorted(name for name in folders if not name.startswith("."))
         for name in sorted(names):
             path = os.path.join(place, name)
-            if not name.startswith(".") and os.path.isfile(path):
-                yield path
+            try:
+                if not name.startswith(".") and stat.S_ISREG(os.stat(path).st_mode):
+                    yield path
+            except OSError as error:
+                errors.append(error)
+    faults += [f"{error.filename}: {error.strerror}" for error in errors]
 
 
 def find_files(paths, left_out):
     """{path: was it named itself}, of files and folders, and what is not there."""
-    files, missing = {}, []
+    files, faults = {}, []
     for path in map(os.path.abspath, paths):
         if os.path.isdir(path):
-            for file in files_below(path, left_out):
+            for file in files_below(path, left_out, faults):
                 files.setdefault(file, False)
         elif os.path.isfile(path):
             files[path] = True
         else:
-            missing.append(f"{path}: no such file")
-    return files, missing
+            faults.append(f"{path}: no such file")
+    return files, faults
 
 
 def gps_seconds(text):
@@ -115,36 +121,41 @@ def gps_seconds(text):
     return (datetime.datetime.fromisoformat(text) - datetime.datetime(1980, 1, 6)).total_seconds()
 
 
-def plain_spans(zeltlog, paths):
-    """{path: [first, last]} of plain logs; those without a time stamp are left out."""
+def look_at_plain(zeltlog, paths):
+    """What look_at tells, of plain logs whose names zeltlog can print."""
     result = subprocess.run([zeltlog, "info", "--json", "--span", *paths], capture_output=True, check=False)
-    spans = {}
-    for line in result.stdout.decode(errors="replace").splitlines():
-        span = json.loads(line)
-        if span["first"]:
-            spans[span["log"]] = [math.floor(gps_seconds(span["first"])), math.ceil(gps_seconds(span["last"]))]
-    return spans
+    fault = "zeltlog was killed" if result.returncode < 0 else "cannot be read"
+    messages = result.stderr.decode(errors="replace")
+    found = {}
+    for path in paths:
+        is_no_log = f"no Zelt block in {path}: " in messages
+        found[path] = {"span": []} if is_no_log else {"span": [], "fault": fault}
+    for line in result.stdout.decode(errors="replace").split("\n")[:-1]:
+        told = json.loads(line)
+        span = [math.floor(gps_seconds(told["first"])), math.ceil(gps_seconds(told["last"]))] if told["first"] else []
+        found[told["log"]] = {"span": span}
+    return found
 
 
-def span_of(zeltlog, path, folder):
-    """[first, last] of a log whose name or packing wants care, [] where it has none."""
+def look_at_one(zeltlog, path, folder):
+    """What look_at tells, of a log whose name or packing wants care."""
     with tempfile.TemporaryDirectory(dir=folder) as work:
-        plain = os.path.join(work, "log")
+        plain, fault = os.path.join(work, "log"), None
         if unpacker(path):
-            unpack(path, plain)
+            fault = unpack(path, plain)
         else:
             os.symlink(path, plain)
-        return plain_spans(zeltlog, [plain]).get(plain, [])
+        found = look_at_plain(zeltlog, [plain])[plain]
+        return {**found, "fault": fault} if fault else found
 
 
 def look_at(zeltlog, paths, folder):
-    """{path: [first, last] or []} of some logs."""
+    """{path: {"span": [first, last], [] without a time stamp, "fault": what kept from finding out, if anything}}."""
     simple = [path for path in paths if not unpacker(path) and path.isprintable() and path.isascii()]
-    spans = plain_spans(zeltlog, simple) if simple else {}
-    found = {path: spans.get(path, []) for path in simple}
+    found = look_at_plain(zeltlog, simple) if simple else {}
     for path in paths:
         if path not in found:
-            found[path] = span_of(zeltlog, path, folder)
+            found[path] = look_at_one(zeltlog, path, folder)
     return found
 
 
@@ -156,7 +167,7 @@ def stamp(path):
 def index_logs(files, zeltlog, home, jobs, on_progress):
     """The logs among files: {path: {"stamp": [size, time of change], "span": [first, last]}}, spans in seconds since
     1980-01-06. Only what is new or changed is opened; the index is kept in the folder `home`. Files without a time
-    stamp have the span []."""
+    stamp have the span []. Where the span may be wrong, "fault" tells why, and it is not kept."""
     for program in {unpacker(path) for path in files} - {None}:
         if shutil.which(program) is None:
             print(f"convert-archive: {program} is needed to unpack some logs", file=sys.stderr)
@@ -180,11 +191,11 @@ def index_logs(files, zeltlog, home, jobs, on_progress):
         batches = [[file] for file in new if unpacker(file)]  # unpacked one at a time
         batches += [plain[i:i + BATCH] for i in range(0, len(plain), BATCH)]
         with concurrent.futures.ThreadPoolExecutor(jobs) as pool:
-            for done, spans in enumerate(pool.map(lambda batch: look_at(zeltlog, batch, scratch), batches), 1):
-                for file, span in spans.items():
-                    index[file]["span"] = span
+            for done, found in enumerate(pool.map(lambda batch: look_at(zeltlog, batch, scratch), batches), 1):
+                for file, told in found.items():
+                    index[file].update(told)
                 on_progress(done, len(batches))
-        known = {file: entry for file, entry in index.items() if entry["span"] or os.access(file, os.R_OK)}
+        known = {file: entry for file, entry in index.items() if "fault" not in entry}
         if new:
             write_json(path, {"format": FORMAT, "logs": {**kept, **known}})
     return index

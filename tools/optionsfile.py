@@ -4,8 +4,9 @@ The program itself is lenient: it takes the digits that a value begins with, and
 passed over. In a file that makes thousands of others that is refused, with the line and the remedy.
 """
 
-import datetime
 import re
+
+from cggttsfile import is_date
 
 NUMBER = re.compile(r"[-+]?(\d+\.?\d*|\.\d+)([eE][-+]?\d+)?")
 INTEGER = re.compile(r"[-+]?\d+")
@@ -73,10 +74,7 @@ def value_warning(option, value):
     second = next((word for word in value.split()[1:] if word in KNOWN), None)
     if second:
         return f"{second} is taken for a part of the text: an option needs a line of its own"
-    try:
-        if option == "-revdate":
-            datetime.date.fromisoformat(value)
-    except ValueError:
+    if option == "-revdate" and not is_date(value):
         return "readers expect a date: yyyy-mm-dd"
     return None
 
@@ -94,6 +92,8 @@ def read_options(path):
     options, lines, warnings, faults = {}, {}, [], []
     with open(path, encoding="utf-8-sig", errors="surrogateescape", newline="") as file:
         text = file.read()
+    if "\0" in text:
+        return {}, [], [f"{path}: holds a NUL byte: save it as plain text in ASCII or UTF-8"]
     for number, line in enumerate(text.replace("\r\n", "\n").split("\n"), 1):
         option, _, value = line.strip().partition(" ")
         option, _, rest = option.partition("\t")

@@ -5,8 +5,10 @@ import pathlib
 import random
 import shlex
 import shutil
+import signal
 import struct
 import subprocess
+import time
 import unittest
 import unittest.mock
 
@@ -38,15 +40,19 @@ def with_crc(body):
     return b"$@" + struct.pack("<H", binascii.crc_hqx(body, 0)) + body
 
 
+def stamped(block, second):
+    """The block with another time stamp."""
+    week, rest = divmod(second, 604800)
+    return with_crc(block[4:8] + struct.pack("<IH", rest * 1000, week) + block[14:])
+
+
 def shifted_blocks(shift):
     """The example's blocks, their time stamps moved by some seconds: [(second, block)]."""
     log, position, blocks = EXAMPLE_LOG.read_bytes(), 0, []
     while position < len(log):
         length, tow, week = struct.unpack_from("<HIH", log, position + 6)
         second = week * 604800 + tow // 1000 + shift
-        body = log[position + 4:position + 8] + struct.pack("<IH", second % 604800 * 1000, second // 604800)
-        body += log[position + 14:position + length]
-        blocks.append((second, with_crc(body)))
+        blocks.append((second, stamped(log[position:position + length], second)))
         position += length
     return blocks
 
@@ -149,35 +155,50 @@ class ConvertArchive(common.ToolTest):
         self.assert_counts(self.archive(), 2, 0, 0)
         before = self.files()
         (self.logs / "1.zelt").unlink()
-        for _ in range(2):
+        for done in (1, 2):
             result = self.archive()
             self.assertRegex(result.stderr, r"failed: 59025: not replaced: .*EZEX__59.025: \d+ lines in place of")
+            self.assert_counts(result, 0, done, 1)
             self.assertEqual(self.files(), before)
         self.assert_counts(self.archive(self.logs, "--force"), 1, 1, 0)
         self.assertLess(len(self.files()["EZEX__59.025"]), len(before["EZEX__59.025"]))
         (self.logs / "again").write_bytes(part(3600, 7200))
         self.assert_counts(self.archive(), 1, 1, 0)
         self.assertEqual(self.files(), before)
+        (self.logs / "again").unlink()
+        self.assert_counts(self.archive(), 0, 1, 1)
+        for path in self.out.glob("*.025"):
+            path.unlink()
+        self.assert_counts(self.archive(), 1, 1, 0)
 
     def test_the_day_that_is_not_over(self):
         self.write_hours()
         tool = load("convert-archive")
         during = MIDNIGHT + 315964800 + 3600
-        for more, days in (((), [(59024, True)]), (("--follow",), [(59024, True), (59025, False)])):
-            with unittest.mock.patch.object(tool.time, "time", lambda: during):
+        for now, more, days in ((during, (), [(59024, True)]), (during, ("--follow",), [(59024, True), (59025, False)]),
+                                (during + 86400, (), [(59024, True), (59025, True)])):
+            with unittest.mock.patch.object(tool.time, "time", lambda now=now: now):
                 result = call(tool, self.options, self.logs, "-o", self.out, "--json", *more)
             rows = json.loads(result.stdout)["days"]
             self.assertEqual([(row["mjd"], row["is_finished"]) for row in rows], days, result.stderr)
         self.assert_days()
 
     def test_the_setup_comes_from_an_earlier_log(self):
-        (self.logs / "a").write_bytes(part(-5400, -600))
+        (self.logs / "a").write_bytes(part(-5400, -1800))
         (self.logs / "b").write_bytes(part(-600, 5400))
+        setup = next(block for _, block in BLOCKS if b"ZeltRx TR" in block)
+        bare = part(-5400, -1200).replace(setup, b"")
+        setup = stamped(setup.replace(b"ZeltRx TR", b"ZeltRx XX"), MIDNIGHT - 1200)
         self.assert_counts(self.archive(self.logs, "--lead", "0"), 2, 0, 0)
-        headers = {name[0]: text.splitlines()[:common.HEADER_LINES] for name, text in self.files().items()}
-        for name, text in self.files().items():
-            self.assertEqual(text.splitlines()[:common.HEADER_LINES], headers[name[0]], name)
-        self.assertIn("RCVR = ZeltRx TR", b"\n".join(headers["G"]).decode())
+        for late, receiver, made in ((bare, "TR", 0), (bare + setup, "XX", 1), (None, "TR", 1)):
+            (self.logs / "late").unlink(missing_ok=True)
+            if late:
+                (self.logs / "late").write_bytes(late)
+            self.assert_counts(self.archive(self.logs, "--lead", "0", "--days", "59025"), made, 1 - made, 0)
+            headers = {name: text.splitlines()[:common.HEADER_LINES] for name, text in self.files().items()}
+            self.assertIn(f"RCVR = ZeltRx {receiver}".encode(), b"\n".join(headers["GZEX__59.025"]))
+        for name, header in headers.items():
+            self.assertEqual(header, headers[f"{name[0]}ZEX__59.024"], name)
 
     def test_nothing_half_made_is_put_in_place(self):
         self.write_hours()
@@ -196,8 +217,24 @@ class ConvertArchive(common.ToolTest):
             subprocess.run(["gzip"], input=part(-1800, 0), stdout=file, check=True)
         os.truncate(cut, cut.stat().st_size - 1000)
         result = self.archive()
+        self.assertIn(f"failed: {cut}: ", result.stderr)
         self.assertIn(f"59024: made without what cannot be read: {cut}: ", result.stderr)
-        self.assert_counts(result, 2, 0, 2)
+        self.assert_counts(result, 2, 0, 3)
+        self.assert_days()
+
+    def test_a_span_that_could_not_be_found_out_is_not_kept(self):
+        self.write_hours()
+        subprocess.run(["gzip", self.logs / "1.zelt"], check=True)
+        for name, message in (("gzip", "gzip failed"), ("zeltlog", "zeltlog was killed")):
+            program = self.folder / name
+            program.write_text(f"#!/bin/sh\n[ $3 = --span -o {name} = gzip ] && kill -KILL $$; exec '{ZELTLOG}' \"$@\"\n")
+            program.chmod(0o755)
+            zeltlog = program if name == "zeltlog" else ZELTLOG
+            result = self.archive(PATH=f"{self.folder}:{os.environ['PATH']}", ZELTLOG=str(zeltlog))
+            program.unlink()
+            self.assertIn(f"failed: {self.logs}/1.zelt.gz: {message}", result.stderr)
+            self.assert_counts(result, 2, 0, 1)
+        self.assert_counts(self.archive(), 2, 0, 0)
         self.assert_days()
 
     def test_killed_and_simultaneous_runs(self):
@@ -213,6 +250,20 @@ class ConvertArchive(common.ToolTest):
         results = [process.communicate(timeout=60)[0] for process in both]
         self.assertEqual([process.returncode for process in both], [0, 0], results)
         self.assert_days()
+
+    def test_sigterm_ends_a_run_that_ignores_sigint(self):
+        """As jobs in the background of a script do."""
+        self.write_hours()
+        environment = os.environ | {"ZELT2CGGTTS": self.make_program(f"touch '{self.folder}/begun'; sleep 30")}
+        process = subprocess.Popen([TOOL, self.options, self.logs, "-o", self.out], env=environment, text=True,
+                                   stdout=subprocess.DEVNULL, stderr=subprocess.PIPE,
+                                   preexec_fn=lambda: signal.signal(signal.SIGINT, signal.SIG_IGN))
+        while not (self.folder / "begun").exists():
+            self.assertIsNone(process.poll())
+            time.sleep(0.05)
+        process.terminate()
+        self.assertIn("interrupted", process.communicate(timeout=20)[1])
+        self.assertEqual((process.returncode, self.files()), (1, {}))
 
     def test_machines_and_shares(self):
         self.write_hours()
@@ -236,24 +287,58 @@ class ConvertArchive(common.ToolTest):
 
     def test_strict_headers_and_logs_from_a_list(self):
         self.write_hours()
-        self.write_options(OPTIONS | {"-revdate": "2020-06-01"})
         names = self.folder / "list"
-        names.write_text("\n".join(map(str, self.logs.iterdir())) + "\n")
-        self.assert_counts(self.archive("--logs-from", names, "--strict"), 2, 0, 0)
+        names.write_text("\n".join(map(str, self.logs.glob("-*"))) + "\n")
+        words = ("--strict", "--logs-from", names, self.logs / "0.zelt", "--lead", "6", self.logs / "1.zelt")
+        for date in ({}, {"-revdate": "May"}):
+            self.write_options(OPTIONS | date)
+            result = self.archive(*words)
+            self.assertEqual((result.returncode, "write -revdate" in result.stderr), (2, True))
+        self.write_options(OPTIONS | {"-revdate": "2020-06-01"})
+        self.assert_counts(self.archive(*words), 2, 0, 0)
         self.assertEqual({text[:18] for text in self.files().values()}, {b"CGGTTS     GENERIC"})
 
     def test_what_is_refused(self):
         self.write_hours()
-        for words in (("--share", "3/2"), ("--days", "5902"), ("--lead", "-1"), ("-j", "0"), ("--what",)):
+        for words in (("--share", "3/2"), ("--days", "5902"), ("--days", "59025..59024"), ("--lead", "-1"), ("-j", "0"),
+                      ("--what",)):
             self.assertEqual(self.archive(self.logs, *words).returncode, 2, words)
-        self.assertEqual(self.archive(self.folder / "missing").returncode, 1)
+        for words, message in (
+                ([self.folder / "missing"], "failed: .*missing: no such file\n.*no log was found"),
+                ([self.out], "no log was found"), ([self.logs, "--days", "59026"], "no log reaches into 59026")):
+            result = self.archive(*words)
+            self.assertRegex(result.stderr, message)
+            self.assertEqual((result.returncode, result.stdout), (2, ""))
         other = self.folder / "other receiver"  # 180 epochs of two blocks each
         other.write_bytes(b"".join(with_crc(block[4:-1] + b"x") for second, block in BLOCKS if second >= MIDNIGHT))
         self.assertIn("59025: 360 measurement blocks differ", self.archive(self.logs, other, "--days", "59025").stderr)
         self.write_options(OPTIONS | {"-ls": "17"})
         result = self.archive()
-        self.assertEqual((result.returncode, self.files()), (2, {}))
-        self.assertIn("-ls 18", result.stderr)
+        self.assertEqual((result.returncode, self.files()), (1, {}))
+        for day in DAYS:
+            self.assertIn(f"failed: {day}: -ls 17: the logs say 18", result.stderr)
+
+
+    def test_what_is_missing_is_told(self):
+        self.write_hours()
+        (self.logs / "0.zelt").write_bytes(part(0, 3600) + b"junk")
+        (self.logs / "denied").mkdir()
+        (self.logs / "gone").symlink_to("nowhere")
+        (self.logs / "later").write_bytes(stamped(BLOCKS[0][1], MIDNIGHT + 3 * 86400 + 3600))
+        scandir = os.scandir
+
+        def deny(path):  # root may look into every folder
+            if str(path).endswith("denied"):
+                raise PermissionError(13, "Permission denied", path)
+            return scandir(path)
+
+        with unittest.mock.patch("os.scandir", deny):
+            result = call(load("convert-archive"), self.options, self.logs, "-o", self.out)
+        self.assertEqual((result.status, set(result.stderr.splitlines())),
+                         (1, {f"failed: {self.logs}/denied: Permission denied",
+                              f"failed: {self.logs}/gone: No such file or directory"}))
+        self.assertIn(f"\n59026..59027 no log\n59025: {self.logs}/0.zelt: left out 4 bytes", result.stdout)
+        self.assert_days()
 
 
 class OptionsFile(common.ToolTest):
@@ -272,6 +357,7 @@ class OptionsFile(common.ToolTest):
                 (["-foo 1"], "'-foo' is no option"), (["labid EX"], "'labid' is no option"), (["-C"], "no days"),
                 (["-f x"], "refused"), (["-b x"], "bounds"), (["-lab"], "a value is missing"),
                 (["-matlab 1"], "no value"),
+                (["-lab a\0b", "-ls 18"], "NUL"),
                 (["-ls 18", "-ls 18"], ":2: -ls stands in line 1"), (["-comment -px"], "taken for an option")):
             _, _, faults = self.read(*lines)
             self.assertEqual(len(faults), 1, lines)
