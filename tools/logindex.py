@@ -125,10 +125,12 @@ def look_at_plain(zeltlog, paths):
     """What look_at tells, of plain logs whose names zeltlog can print."""
     result = subprocess.run([zeltlog, "info", "--json", "--span", *paths], capture_output=True, check=False)
     fault = "zeltlog was killed" if result.returncode < 0 else "cannot be read"
-    messages = result.stderr.decode(errors="replace")
+    # "zeltlog: no Zelt block in PATH", and behind a colon what it holds instead where that can be told.
+    messages = [message.partition("no Zelt block in ")[2] for message in
+                result.stderr.decode(errors="replace").splitlines()]
     found = {}
     for path in paths:
-        is_no_log = f"no Zelt block in {path}: " in messages
+        is_no_log = any(message == path or message.startswith(path + ": ") for message in messages)
         found[path] = {"span": []} if is_no_log else {"span": [], "fault": fault}
     for line in result.stdout.decode(errors="replace").split("\n")[:-1]:
         told = json.loads(line)

@@ -129,6 +129,7 @@ class ConvertArchive(common.ToolTest):
                 subprocess.run([("gzip", "xz", "bzip2", "gzip")[number // 3], path], check=True)
         shutil.copy(path, self.logs / "twice")
         (self.logs / "notes.txt").write_text("no log")
+        (self.logs / "index.bin").write_bytes(bytes(range(256)))
         (self.logs / ".hidden").write_bytes(part(0, 60)[:-1])
         self.assert_counts(self.archive(), 2, 0, 0)
         self.assert_days()
