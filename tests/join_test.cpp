@@ -192,6 +192,30 @@ TEST(Join, TakesAWrongStampForWrong) {
     }
 }
 
+// Blocks stamped too early, or late behind a gap, make no others wrong: these meet their doubles (one in front of all
+// need not).
+TEST(Join, TakesNoStampForWrongByFewOthers) {
+    const Blocks blocks = exampleBlocks();
+    const auto at = [](Blocks& log, int i) { return log.begin() + i; };
+    const auto early = [&](int place) {
+        return BlockBuilder(4007, 24).stamp(secondOf(viewOf(blocks[0])) - 3600).u32(16, place).done();
+    };
+    Blocks first = blocks;
+    first.insert(at(first, 20), early(20));
+    Blocks two = blocks;
+    for (const int place : {650, 600}) two.insert(at(two, place), early(place));
+    Blocks behindGap = blocks;
+    const Blocks inGap(at(behindGap, 500), at(behindGap, 900));
+    behindGap.erase(at(behindGap, 500), at(behindGap, 900));
+    behindGap.insert(at(behindGap, 550), early(550));
+    for (const Blocks& log : {first, two, behindGap}) {
+        const Joined result = join({joined(log), joined(log)});
+        EXPECT_LE(result.summary.blocks, log.size() + 1);
+        EXPECT_LE(outOfOrder(result), 4U);
+    }
+    EXPECT_TRUE(convert(join({joined(behindGap), joined(inGap)}).log) == convert(joined(blocks)));
+}
+
 // Seconds between the half minutes reach no track.
 TEST(Join, ThinsMeasurementsOut) {
     for (const std::string& path : {kExampleLog, kCompactLog}) {
@@ -224,12 +248,22 @@ TEST(Join, TellsWhatIsWrongWithALog) {
     EXPECT_EQ(result.log.size(), damaged.size() - blocks[2].size());
 }
 
-// Both families of one receiver: between two blocks of an epoch there is none that ends it.
+// Both families of one receiver: between two blocks of an epoch there is none that ends it. One family's log is cut
+// behind the measurements of an epoch, in front of another block of its time, and both pieces have them.
 TEST(Join, KeepsTheBlocksOfAnEpochTogether) {
-    const ByteVector logs[] = {readLog(kExampleLog), readLog(kCompactLog)};
-    const CreatedFiles expected = convert(logs[1]);  // of an epoch that comes in both, the compact blocks come last
-    EXPECT_TRUE(convert(join({logs[0], logs[1]}).log) == expected);
-    EXPECT_TRUE(convert(join({logs[1], logs[0]}).log) == expected);
+    const ByteVector log = readLog(kExampleLog);
+    const std::vector<Bytes> blocks = blocksOf(viewOf(log));
+    size_t cut = blocks.size() / 2;
+    while (zeltNumber(blocks[cut]) != kZeltMeasEpoch || secondOf(blocks[cut]) != secondOf(blocks[cut + 2])) ++cut;
+    const auto begin = log.begin() + (blocks[cut].data - log.data());
+    const auto end = log.begin() + (blocks[cut + 2].data - log.data());
+    const Blocks logs = {{log.begin(), end}, {begin, log.end()}, readLog(kCompactLog)};
+    const CreatedFiles expected = convert(logs[2]);  // of an epoch that comes in both, the compact blocks come last
+    std::array<size_t, 3> order = {0, 1, 2};
+    do {
+        EXPECT_TRUE(convert(join({logs[order[0]], logs[order[1]], logs[order[2]]}).log) == expected)
+            << order[0] << order[1] << order[2];
+    } while (std::next_permutation(order.begin(), order.end()));
 }
 
 TEST(Join, CountsMeasurementsOfAnotherReceiver) {

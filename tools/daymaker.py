@@ -327,8 +327,8 @@ def build(job, work, record):
     lost = [] if job["force"] else losses(job, counts, record)
     if lost:
         in_place = sizes(job["out"], {*counts, *record.get("files", {})})
-        return {"files": {}, "sizes": {}, **record, "mjd": job["mjd"], "refused": made_of, "lost": lost,
-                "in_place": in_place}
+        return {"files": {}, "sizes": {}, **record, "mjd": job["mjd"], "in_place": in_place,
+                "lost": lost + faults, "refused": None if faults else made_of}
     put_in_place(job, folder, counts, record)
     new["sizes"] = sizes(job["out"], counts)
     if faults:

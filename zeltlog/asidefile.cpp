@@ -23,7 +23,9 @@ AsideFile::AsideFile(const std::string& path)
 
 void AsideFile::open() {
     std::error_code error;
-    if (fs::exists(path_, error) && !fs::is_regular_file(path_, error)) return fail(path_, "is no file");
+    for (const std::string& path : {path_, part_}) {
+        if (fs::exists(path, error) && !fs::is_regular_file(path, error)) return fail(path, "is no file");
+    }
     fs::remove(part_, error);  // a new file: what another program still writes to the old one stays out of it
     if (error) return fail(part_, error.message());
     stream_ = std::fopen(part_.c_str(), "wb");

@@ -1,5 +1,5 @@
 // A file written aside, beside its final name, which it gets when it is whole. Of two programs that write the same file
-// at a time the one that began first fails, and the other's part is left alone.
+// at a time the one that began first fails, and the other's part is left alone; on Windows the other cannot begin.
 #pragma once
 
 #include <cstdio>

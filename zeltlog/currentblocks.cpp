@@ -32,13 +32,13 @@ uint64_t subjectOf(Bytes block) {
 
 void CurrentBlocks::note(Bytes block, int64_t place) {
     const uint64_t subject = subjectOf(block);
-    if (subject == 0 || held_ + block.size > kMostHeld) return;
-    const auto [at, isNew] = kept_.try_emplace(subject);
-    if (!isNew && place < at->second.place) return;
-    held_ += block.size - at->second.bytes.size();
-    at->second.place = place;
-    at->second.order = noted_++;
-    at->second.bytes.assign(block.data, block.data + block.size);
+    if (subject == 0) return;
+    const auto at = kept_.find(subject);
+    if (at != kept_.end() && place < at->second.place) return;
+    const size_t held = held_ + block.size - (at == kept_.end() ? 0 : at->second.bytes.size());
+    if (held > kMostHeld) return;
+    held_ = held;
+    kept_[subject] = {place, noted_++, {block.data, block.data + block.size}};
 }
 
 void CurrentBlocks::handOut(const std::function<void(Bytes block)>& onBlock) const {

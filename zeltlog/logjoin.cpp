@@ -12,10 +12,10 @@
 
 namespace {
 
-// A block leaps when it lies further ahead than blocks can that are sorted within the window. As many blocks behind it
-// tell whether the log goes on there.
+// A block leaps when it lies further ahead than blocks can that are sorted within the window. Most of so many blocks
+// behind it tell whether the log goes on there.
 constexpr int64_t kLeap = 2 * kMergeWindow;  // ms
-constexpr int kLookAhead = 64;
+constexpr int kLookAhead = 128;
 
 // A log that has blocks, and when to open it.
 struct Source {
@@ -148,20 +148,30 @@ bool Join::advance(Reader& reader) {
     return true;
 }
 
-// True when a block behind one that leaps forwards is back at the log's time. Gaps leap too: behind them none is.
+// True when the blocks behind one that leaps forwards are back at the log's time. Gaps leap too: behind them few are.
 bool Join::isWrongLeap(Reader& reader) {
     const int64_t position = reader.file.position;
     reader.leap.assign(reader.block.data, reader.block.data + reader.block.size);
     reader.block = {reader.leap.data(), reader.leap.size()};
-    bool isBack = false;
+    int64_t here = reader.place;
+    int64_t there = reader.stamp;
+    int back = 0;
+    int onwards = 0;
     Bytes next;
-    for (int i = 0; i < kLookAhead && !isBack; ++i) {
+    for (int i = 0; i < kLookAhead; ++i) {
         if (zeltGetNextBlock(reader.file, next, kZeltAnyBlock, kZeltAnyBlock, 0) != kZeltFound) break;
         const int64_t stamp = blockTime(next);
-        isBack = stamp != kNoTime && std::abs(stamp - reader.place) <= kMergeWindow;
+        if (stamp == kNoTime) continue;
+        if (std::abs(stamp - here) <= kMergeWindow) {
+            here = std::max(here, stamp);
+            ++back;
+        } else if (std::abs(stamp - there) <= kMergeWindow) {
+            there = std::max(there, stamp);
+            ++onwards;
+        }
     }
     reader.file.position = position;
-    return isBack;
+    return back > onwards;
 }
 
 bool Join::isBeyond(const Reader& reader) const {

@@ -16,12 +16,16 @@ constexpr size_t kMostKept = size_t{256} * 1024;  // bytes that an unused group 
 
 }  // namespace
 
+Bytes MergeWindow::blockAt(const Group& group, size_t i) {
+    return {group.bytes.data() + group.entries[i].offset, group.entries[i].size};
+}
+
 size_t MergeWindow::findBlock(const Group& group, Bytes block) {
     const uint64_t head = block.u64(0);
     for (size_t i = 0; i < group.entries.size(); ++i) {
         const Entry& entry = group.entries[i];
         if (entry.head != head || entry.size != block.size) continue;
-        if (std::memcmp(group.bytes.data() + entry.offset, block.data, block.size) == 0) return i;
+        if (std::memcmp(blockAt(group, i).data, block.data, block.size) == 0) return i;
     }
     return kNoEntry;
 }
@@ -33,17 +37,23 @@ size_t MergeWindow::behindOtherMeasurements(const Group& group, Bytes block) {
     bool isOthers = false;
     bool isConflict = false;
     for (size_t i = 0; i < group.entries.size(); ++i) {
-        const Entry& entry = group.entries[i];
-        const Bytes other{group.bytes.data() + entry.offset, entry.size};
+        const Bytes other = blockAt(group, i);
         if (!zeltIsMeasBlock(other) || blockTime(other) != blockTime(block)) continue;
         behind = i + 1;
-        if (entry.log == runLog_) continue;
+        if (group.entries[i].log == runLog_) continue;
         isOthers = true;
         isConflict = isConflict || (zeltNumber(other) == zeltNumber(block) &&
                                     zeltMeasAntennaIndex(other) == zeltMeasAntennaIndex(block));
     }
     if (isConflict) ++conflicts_;
     return isOthers ? behind : kNoEntry;
+}
+
+// `at`, or where the measurements end that it lies between.
+size_t MergeWindow::behindEpoch(const Group& group, size_t at) {
+    if (at == 0 || !zeltIsMeasBlock(blockAt(group, at - 1))) return at;
+    while (at < group.entries.size() && zeltIsMeasBlock(blockAt(group, at))) ++at;
+    return at;
 }
 
 MergeWindow::Groups::iterator MergeWindow::groupAt(int64_t place) {
@@ -69,7 +79,7 @@ void MergeWindow::noteDouble(Group& group, size_t found) {
         next_ = std::max(next_, found + 1);
         return;
     }
-    if (found >= runBegin_) return;  // a double within the log itself
+    if (group.entries[found].log == runLog_) return;  // a double within the log itself
     const auto begin = group.entries.begin();
     std::rotate(begin + static_cast<std::ptrdiff_t>(found), begin + static_cast<std::ptrdiff_t>(runBegin_),
                 group.entries.end());
@@ -79,9 +89,9 @@ void MergeWindow::noteDouble(Group& group, size_t found) {
 
 void MergeWindow::insert(Group& group, Bytes block) {
     const size_t behind = behindOtherMeasurements(group, block);
-    const size_t at = behind != kNoEntry ? behind : runHasMet_ ? next_ : group.entries.size();
+    const size_t at = behind != kNoEntry ? behind : runHasMet_ ? behindEpoch(group, next_) : group.entries.size();
     next_ = std::max(next_, at) + 1;
-    if (at < runBegin_) ++runBegin_;
+    if (behind != kNoEntry && behind <= runBegin_) ++runBegin_;
     group.entries.insert(group.entries.begin() + static_cast<std::ptrdiff_t>(at),
                          {block.u64(0), group.bytes.size(), block.size, runLog_});
     group.bytes.insert(group.bytes.end(), block.data, block.data + block.size);

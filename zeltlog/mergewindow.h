@@ -20,9 +20,9 @@ public:
 
     // Puts a block in at a time (ms) that is not past. Of the blocks at one time those of one log stay in the order in
     // which they come; a block that is there already with the same bytes is dropped, and what the log has before and
-    // behind it goes before and behind it. Measurements go behind those of another log, as any other block ends the
-    // epoch that they are all of. A block that leads a log, without a time stamp, may have been the last of another at
-    // the time before, and is dropped then too.
+    // behind it goes before and behind it. But measurements go behind those of another log, and nothing between them,
+    // as any other block ends the epoch that they are all of. A block that leads a log, without a time stamp, may have
+    // been the last of another at the time before, and is dropped then too.
     void add(Bytes block, int64_t place, size_t log, bool isLead);
 
     // True for times before a block that has gone out.
@@ -52,6 +52,8 @@ private:
     using Groups = std::map<int64_t, Group>;
     static constexpr size_t kNoEntry = SIZE_MAX;
 
+    static Bytes blockAt(const Group& group, size_t i);
+    static size_t behindEpoch(const Group& group, size_t at);
     size_t behindOtherMeasurements(const Group& group, Bytes block);
     static size_t findBlock(const Group& group, Bytes block);
     Groups::iterator groupAt(int64_t place);

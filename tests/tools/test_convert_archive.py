@@ -172,6 +172,22 @@ class ConvertArchive(common.ToolTest):
             path.unlink()
         self.assert_counts(self.archive(), 1, 1, 0)
 
+    def test_a_day_refused_for_want_of_a_log_is_tried_again(self):
+        self.write_hours()
+        last = self.logs / "1.zelt"
+        last.rename(self.folder / "later")
+        subprocess.run(["gzip", self.logs / "0.zelt"], check=True)
+        self.assert_counts(self.archive(), 2, 0, 0)
+        (self.folder / "later").rename(last)
+        gzip = self.folder / "gzip"
+        gzip.write_text("#!/bin/sh\nexit 1\n")
+        gzip.chmod(0o755)
+        result = self.archive(PATH=f"{self.folder}:{os.environ['PATH']}")
+        self.assertRegex(result.stderr, r"failed: 59025: not replaced: .* lines in place of .*0\.zelt\.gz: gzip failed")
+        self.assert_counts(result, 0, 1, 1)
+        self.assert_counts(self.archive(), 1, 1, 0)
+        self.assert_days()
+
     def test_the_day_that_is_not_over(self):
         self.write_hours()
         tool = load("convert-archive")
