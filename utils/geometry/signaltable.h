@@ -82,8 +82,9 @@ inline constexpr SignalRow kNoSignalRow{0, 0, nullptr, kNoConstellation, kNoSign
 
 // The row of a signal number, kNoSignalRow outside the table.
 constexpr const SignalRow& SignalOf(int signal) {
-    return signal >= 0 && static_cast<size_t>(signal) < kSignalTable.size() ? kSignalTable[static_cast<size_t>(signal)]
-                                                                            : kNoSignalRow;
+    const auto row = static_cast<size_t>(signal);  // of a negative one far behind the table
+    if (row >= kSignalTable.size()) return kNoSignalRow;
+    return kSignalTable[row];
 }
 
 }  // namespace Qon::Nav
