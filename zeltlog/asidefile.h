@@ -26,8 +26,6 @@ public:
     // What went wrong first, "PATH.part: No space left on device"; empty when nothing did.
     const std::string& problem() const { return problem_; }
 
-    const std::string& partPath() const { return part_; }
-
 private:
     void open();
     void fail(const std::string& path, const std::string& reason);

@@ -24,8 +24,7 @@ struct Arguments {
 bool isReadable(const std::string& path, int& status) {
     ZeltFault fault;
     if (holdsBlock(path, fault)) return true;
-    complain(fault.place != ZeltFaultPlace::kNone ? faultText(path, fault) : noBlockText(path));
-    status = kNotAllWell;
+    complain(fault.place != ZeltFaultPlace::kNone ? faultText(path, fault) : noBlockText(path), status);
     return false;
 }
 

@@ -14,12 +14,6 @@ struct InfoOptions {
     std::vector<std::string> logs;
 };
 
-// The logs that follow are still told of: the status says that one was not.
-void complain(const std::string& text, int& status) {
-    ::complain(text);
-    status = kNotAllWell;
-}
-
 // Says what is wrong with a log, if anything; false when it holds nothing to tell of.
 bool checkLog(const std::string& path, const ZeltFault& fault, bool hasBlock, int& status) {
     if (fault.place != ZeltFaultPlace::kNone) complain(faultText(path, fault), status);

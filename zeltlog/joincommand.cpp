@@ -84,7 +84,7 @@ void printSummary(const JoinOptions& options, const JoinSummary& summary) {
             json["from"].push_back(
                 {{"log", log.path}, {"read_whole", log.isReadWhole}, {"receiver_setups", log.setups}});
         }
-        std::printf("%s", jsonLine(json).c_str());
+        std::fputs(jsonLine(json).c_str(), stdout);
         return;
     }
     std::printf("%s: %s, %lld bytes, %s to %s; doubles left out: %llu\n", options.output.c_str(),

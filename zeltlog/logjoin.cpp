@@ -1,6 +1,7 @@
 #include "zeltlog/logjoin.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <memory>
 #include <queue>
 

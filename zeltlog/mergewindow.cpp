@@ -1,6 +1,7 @@
 #include "zeltlog/mergewindow.h"
 
 #include <algorithm>
+#include <cstring>
 
 #include "utils/zeltdata/zeltmeas.h"
 
@@ -30,8 +31,9 @@ size_t MergeWindow::findBlock(const Group& group, Bytes block) {
     return kNoEntry;
 }
 
-// Where the last measurements of the block's epoch end, when another log has any; counts what cannot be true with them.
-size_t MergeWindow::behindOtherMeasurements(const Group& group, Bytes block) {
+// Where the last measurements of the block's epoch end, when another log has any. Counts a conflict when one of them
+// cannot be true beside the block.
+size_t MergeWindow::passOtherMeasurements(const Group& group, Bytes block) {
     if (!zeltIsMeasBlock(block)) return kNoEntry;
     size_t behind = kNoEntry;
     bool isOthers = false;
@@ -88,10 +90,13 @@ void MergeWindow::noteDouble(Group& group, size_t found) {
 }
 
 void MergeWindow::insert(Group& group, Bytes block) {
-    const size_t behind = behindOtherMeasurements(group, block);
-    const size_t at = behind != kNoEntry ? behind : runHasMet_ ? behindEpoch(group, next_) : group.entries.size();
+    size_t at = passOtherMeasurements(group, block);
+    if (at == kNoEntry) {
+        at = runHasMet_ ? behindEpoch(group, next_) : group.entries.size();
+    } else if (at <= runBegin_) {
+        ++runBegin_;
+    }
     next_ = std::max(next_, at) + 1;
-    if (behind != kNoEntry && behind <= runBegin_) ++runBegin_;
     group.entries.insert(group.entries.begin() + static_cast<std::ptrdiff_t>(at),
                          {block.u64(0), group.bytes.size(), block.size, runLog_});
     group.bytes.insert(group.bytes.end(), block.data, block.data + block.size);
@@ -134,9 +139,9 @@ void MergeWindow::handOutFirst() {
     gone_ = node.key();
     if (runPlace_ == gone_) runLog_ = SIZE_MAX;
     held_ -= kGroupOverhead;
-    for (const Entry& entry : group.entries) {
-        held_ -= entry.size + sizeof(Entry);
-        onBlock_({group.bytes.data() + entry.offset, entry.size}, gone_);
+    for (size_t i = 0; i < group.entries.size(); ++i) {
+        held_ -= group.entries[i].size + sizeof(Entry);
+        onBlock_(blockAt(group, i), gone_);
     }
     group.bytes.clear();
     group.entries.clear();

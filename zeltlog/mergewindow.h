@@ -53,9 +53,9 @@ private:
     static constexpr size_t kNoEntry = SIZE_MAX;
 
     static Bytes blockAt(const Group& group, size_t i);
-    static size_t behindEpoch(const Group& group, size_t at);
-    size_t behindOtherMeasurements(const Group& group, Bytes block);
     static size_t findBlock(const Group& group, Bytes block);
+    size_t passOtherMeasurements(const Group& group, Bytes block);
+    static size_t behindEpoch(const Group& group, size_t at);
     Groups::iterator groupAt(int64_t place);
     bool wasLast(Groups::iterator at, Bytes block);
     void noteDouble(Group& group, size_t found);

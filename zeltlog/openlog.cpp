@@ -8,6 +8,7 @@
 
 #include "app/progress.h"
 #include "utils/zeltdata/zeltread.h"
+#include "zeltlog/exitstatus.h"
 
 #ifdef _WIN32
 #include <io.h>
@@ -50,9 +51,24 @@ bool isTerminal() {
 #endif
 }
 
+void showProgressOf(FilePass& pass, const OnProgress& onProgress, PassEvents& events) {
+    if (!onProgress) return;
+    const auto next = events.block;
+    events.block = [&pass, onProgress, next, size = 0.0F](Bytes block) mutable {
+        if (size == 0) size = static_cast<float>(zeltGetFileLength(pass.file));
+        if (next) next(block);
+        onProgress(100 * static_cast<float>(zeltGetFilePos(pass.file)) / size);
+    };
+}
+
 }  // namespace
 
 void complain(const std::string& text) { std::fprintf(stderr, "zeltlog: %s\n", text.c_str()); }
+
+void complain(const std::string& text, int& status) {
+    complain(text);
+    status = kNotAllWell;
+}
 
 int64_t fileSize(const std::string& path) {
     std::error_code error;
@@ -110,12 +126,11 @@ void clearTerminalProgress() {
     if (isTerminal()) std::fprintf(stderr, "\r%s\r", std::string(kProgressWidth, ' ').c_str());
 }
 
-void showProgressOf(FilePass& pass, const OnProgress& onProgress, PassEvents& events) {
-    if (!onProgress) return;
-    const auto next = events.block;
-    events.block = [&pass, onProgress, next, size = 0.0F](Bytes block) mutable {
-        if (size == 0) size = static_cast<float>(zeltGetFileLength(pass.file));
-        if (next) next(block);
-        onProgress(100 * static_cast<float>(zeltGetFilePos(pass.file)) / size);
-    };
+ZeltFault followLog(FilePass& pass, PassEvents& events, const OnProgress& onProgress) {
+    const int64_t size = fileSize(pass.options.inputFile);
+    showProgressOf(pass, onProgress, events);
+    runPass(pass, events, ZeltOnFault::kEndFile);
+    const ZeltFault fault = faultOf(pass.file, size);
+    zeltCloseFile(pass.file);
+    return fault;
 }

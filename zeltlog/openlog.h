@@ -1,4 +1,4 @@
-// What goes wrong with a file before it is known to be a log, and how far one has been read.
+// What goes wrong with a log, and how far it has been read.
 #pragma once
 
 #include <functional>
@@ -12,6 +12,9 @@ using OnProgress = std::function<void(float percent)>;
 
 // Prints a message on standard error, with the program's name in front.
 void complain(const std::string& text);
+
+// The same, and the exit status tells that not all was well.
+void complain(const std::string& text, int& status);
 
 // Bytes of a file, 0 where it has none to tell of.
 int64_t fileSize(const std::string& path);
@@ -32,5 +35,6 @@ bool holdsBlock(const std::string& path, ZeltFault& fault);
 OnProgress terminalProgress(const std::string& label);
 void clearTerminalProgress();
 
-// Tells how far a pass is, block by block, beside who listens to its blocks already. Nothing for a null function.
-void showProgressOf(FilePass& pass, const OnProgress& onProgress, PassEvents& events);
+// Runs a pass over its log, and tells how far it is beside whoever listens to its blocks already. Gives what kept the
+// log from being read to its end.
+ZeltFault followLog(FilePass& pass, PassEvents& events, const OnProgress& onProgress);

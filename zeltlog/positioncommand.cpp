@@ -36,15 +36,9 @@ void reportPosition(const StationConfig& config, const RunOptions& runOptions, c
     const auto pass = std::make_unique<FilePass>(config, runOptions);
     PassEvents events;
     const auto ledger = std::make_unique<PositionLedger>(*pass, config, events, onEpoch);
-    showProgressOf(*pass, terminalProgress("Reading:"), events);
-    const int64_t size = fileSize(runOptions.inputFile);
-    runPass(*pass, events, ZeltOnFault::kEndFile);
+    const ZeltFault fault = followLog(*pass, events, terminalProgress("Reading:"));
     clearTerminalProgress();
-    const ZeltFault fault = faultOf(pass->file, size);
-    if (fault.place != ZeltFaultPlace::kNone) {
-        complain(faultText(runOptions.inputFile, fault));
-        status = kNotAllWell;
-    }
+    if (fault.place != ZeltFaultPlace::kNone) complain(faultText(runOptions.inputFile, fault), status);
     const PositionReport report(*ledger, config, runOptions);
     if (!report.hasPosition()) status = kNotAllWell;
     if (options.listsEpochs) std::fputs("\n", stdout);

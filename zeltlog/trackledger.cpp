@@ -195,12 +195,8 @@ FollowedLog followTracks(const RunConfig& config, const RunOptions& options,
     const auto pass = std::make_unique<FilePass>(config, options);
     PassEvents events;
     TrackLedger ledger(*pass, events, onRow);
-    showProgressOf(*pass, onProgress, events);
-    const int64_t size = fileSize(options.inputFile);
-    runPass(*pass, events, ZeltOnFault::kEndFile);
+    const ZeltFault fault = followLog(*pass, events, onProgress);
     ledger.finish();
-    const ZeltFault fault = faultOf(pass->file, size);
-    zeltCloseFile(pass->file);
     return {ledger.epochTimes(), fault};
 }
 

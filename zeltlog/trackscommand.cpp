@@ -21,10 +21,7 @@ void reportTracks(const RunConfig& config, const RunOptions& runOptions, const T
     };
     const FollowedLog log = followTracks(config, runOptions, onRow, terminalProgress("Reading:"));
     clearTerminalProgress();
-    if (log.fault.place != ZeltFaultPlace::kNone) {
-        complain(faultText(runOptions.inputFile, log.fault));
-        status = kNotAllWell;
-    }
+    if (log.fault.place != ZeltFaultPlace::kNone) complain(faultText(runOptions.inputFile, log.fault), status);
     report.setEpochTimes(log.epochTimes);
     if (!options.asJson && !options.summaryOnly) std::fputs("\n", stdout);
     std::fputs((options.asJson ? reportJson(report) : reportText(report)).c_str(), stdout);

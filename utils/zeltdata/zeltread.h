@@ -30,8 +30,8 @@ constexpr int kZeltEndOfFile = -1;
 // which blocks from elsewhere can be collected into epochs.
 void zeltOpenFile(const char* path, ZeltFile& file, ZeltOnFault onFault = ZeltOnFault::kEndProgram);
 
-// True when a file can be opened for reading; errno tells why it cannot. One that opens but cannot be
-// read (a folder, an input that cannot seek) ends the program.
+// True when a file can be opened for reading; errno tells why it cannot. One that opens but cannot be read (a folder,
+// an input that cannot seek) ends the program.
 bool zeltCanOpenFile(const char* path);
 
 // The next valid block at or after the position whose number is id1 or id2. kZeltAnyBlock in either lets every block
