@@ -19,7 +19,7 @@ FORMAT = 1
 
 
 def write_json(path, value):
-    """In one step, and on the disk when it returns."""
+    """In one step, and on the disk when it returns. An OSError names path."""
     new = os.path.join(os.path.dirname(path), f".new-{os.uname().nodename}-{os.getpid()}")
     try:
         with open(new, "w", encoding="ascii") as file:
@@ -27,10 +27,11 @@ def write_json(path, value):
             file.flush()
             os.fsync(file.fileno())
         os.replace(new, path)
-    except BaseException:
+    except OSError as error:
+        raise OSError(error.errno, error.strerror, path) from error
+    finally:
         with contextlib.suppress(OSError):
             os.unlink(new)
-        raise
 
 
 def read_json(path, default=None):

@@ -239,6 +239,23 @@ class ConvertArchive(common.ToolTest):
         self.assert_counts(result, 2, 0, 3)
         self.assert_days()
 
+    def test_full_disks(self):
+        self.write_hours()
+        missing = self.folder / "missing"
+        for form in ("--json", "-j2"):
+            with open("/dev/full", "w", encoding="ascii") as full:
+                result = subprocess.run([TOOL, self.options, self.logs, missing, "-o", self.out, form], stdout=full,
+                                        stderr=subprocess.PIPE, text=True, check=False)
+            self.assertEqual((result.returncode, result.stderr),
+                             (1, "convert-archive: standard output: No space left on device\n"
+                                 f"failed: {missing}: no such file\n"))
+        self.assert_days()
+        index = self.out / ".convert-archive" / "index.json"
+        index.unlink()
+        self.limit_files(100)
+        result = self.archive()
+        self.assertEqual((result.returncode, result.stderr), (2, f"convert-archive: {index}: File too large\n"))
+
     def test_a_span_that_could_not_be_found_out_is_not_kept(self):
         self.write_hours()
         subprocess.run(["gzip", self.logs / "1.zelt"], check=True)
