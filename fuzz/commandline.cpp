@@ -15,6 +15,20 @@ ByteVector makeLog() {
     return joined({setup.done(), utc.u8(33, 18).done(), simulate(kGpsSatellite)});
 }
 
+std::vector<char*> pointersTo(std::vector<std::string>& arguments) {
+    std::vector<char*> argv;
+    for (std::string& argument : arguments) argv.push_back(argument.data());
+    argv.push_back(nullptr);
+    return argv;
+}
+
+// Of a copy, because an option empties the words that it takes.
+std::string logNamedBy(std::vector<std::string> arguments) {
+    std::string path;
+    getStringOption("-f", {&path, 1023}, static_cast<int>(arguments.size()), pointersTo(arguments).data());
+    return path;
+}
+
 void checkOptions(const RunConfig& config, const RunOptions& options) {
     require(config.leapSeconds != Qon::Nav::kNoLeapSeconds, "a leap second");
     require(options.laboratoryCode.size() == 2 && options.receiverId.size() == 2, "codes of two characters");
@@ -48,15 +62,15 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
             arguments.back() += data[i] == '/' ? '_' : static_cast<char>(data[i]);
         }
     }
-    std::vector<char*> argv;
-    for (std::string& argument : arguments) argv.push_back(argument.data());
-    argv.push_back(nullptr);
+    // A folder in place of the log ends the program, as it must.
+    std::error_code ignored;  // a name may be too long to ask
+    if (std::filesystem::is_directory(logNamedBy(arguments), ignored)) return 0;
+    std::vector<char*> argv = pointersTo(arguments);
     RunConfig config;
     RunOptions options;
     if (!parseOptions(static_cast<int>(arguments.size()), argv.data(), config, options)) return 0;
     if (options.inputFile.empty()) return 0;  // help or version
     checkOptions(config, options);
-    // Of a directory the length cannot be told, which with -v ends the program, as it must.
     if (std::filesystem::is_regular_file(options.inputFile)) convertFile(config, options);
     return 0;
 }
