@@ -3,6 +3,7 @@
 #include "app/cmdline.h"
 #include "fuzz/support.h"
 #include "tests/support/satellite.h"
+#include "zeltlog/conversionrun.h"
 
 namespace {
 
@@ -13,20 +14,6 @@ ByteVector makeLog() {
     setup.text(116, "Laboratory").text(196, "5.3.0").text(328, "Receiver").f64(368, 0.9).f64(376, 0.15).f32(384, 80);
     BlockBuilder utc(kZeltGpsUtc, 40, 0, kZeltNoTow, kZeltNoWnc);
     return joined({setup.done(), utc.u8(33, 18).done(), simulate(kGpsSatellite)});
-}
-
-std::vector<char*> pointersTo(std::vector<std::string>& arguments) {
-    std::vector<char*> argv;
-    for (std::string& argument : arguments) argv.push_back(argument.data());
-    argv.push_back(nullptr);
-    return argv;
-}
-
-// Of a copy, because an option empties the words that it takes.
-std::string logNamedBy(std::vector<std::string> arguments) {
-    std::string path;
-    getStringOption("-f", {&path, 1023}, static_cast<int>(arguments.size()), pointersTo(arguments).data());
-    return path;
 }
 
 void checkOptions(const RunConfig& config, const RunOptions& options) {
@@ -64,8 +51,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     }
     // A folder in place of the log ends the program, as it must.
     std::error_code ignored;  // a name may be too long to ask
-    if (std::filesystem::is_directory(logNamedBy(arguments), ignored)) return 0;
-    std::vector<char*> argv = pointersTo(arguments);
+    if (std::filesystem::is_directory(logOf({arguments.begin() + 1, arguments.end()}), ignored)) return 0;
+    std::vector<char*> argv;
+    for (std::string& argument : arguments) argv.push_back(argument.data());
+    argv.push_back(nullptr);
     RunConfig config;
     RunOptions options;
     if (!parseOptions(static_cast<int>(arguments.size()), argv.data(), config, options)) return 0;

@@ -28,15 +28,14 @@ bool isReadable(const std::string& path, int& status) {
     return false;
 }
 
-// The log that the words name, empty when they name none.
+}  // namespace
+
 std::string logOf(const std::vector<std::string>& words) {
     Arguments copy(words);
     std::string path;
     getStringOption("-f", {&path, 1023}, copy.count(), copy.pointers.data());
     return path;
 }
-
-}  // namespace
 
 bool parseConversion(const std::vector<std::string>& words, StationConfig& config, RunOptions& options, int& status) {
     const std::string path = logOf(words);
