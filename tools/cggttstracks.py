@@ -139,7 +139,7 @@ def parse_time(text):
 
 def add_filters(parser):
     group = parser.add_argument_group("which lines are used")
-    group.add_argument("--constellation", metavar="LETTERS", help="G, R, E, C or several of them")
+    group.add_argument("--constellation", metavar="LETTERS", help="G, R, E, C, J (QZSS), S (SBAS) or several of them")
     group.add_argument("--satellite", metavar="LIST", help="only these, for instance G05,E11")
     group.add_argument("--signal", metavar="LIST", help="only lines with this FRC, for instance L3P,L3E")
     group.add_argument("--elevation", metavar="DEGREES", type=parse_amount, help="at least that high")

@@ -202,11 +202,6 @@ def convert(job, folder):
     return json.loads(tracks.stdout)
 
 
-def final_name(name, mjd):
-    """The program names a file after its first sample, which may lie behind midnight."""
-    return f"{name[:6]}{mjd // 1000:02d}.{mjd % 1000:03d}{name[12:]}"
-
-
 def count_lines(path):
     """The data lines of a file; 0 where there is none."""
     try:
@@ -219,20 +214,18 @@ def count_lines(path):
 
 
 def check(folder, mjd, summary):
-    """Compares the files with what must be there. {final name: lines}."""
+    """Compares the files with what must be there. {name: lines}."""
     expected = {name: summary[name]["line"] for name in NAMES.values()}
     counts = {}
     for name in sorted(os.listdir(folder)):
-        path = os.path.join(folder, name)
-        with open(path, "rb") as file:
+        with open(os.path.join(folder, name), "rb") as file:
             header, titles, body = file.read().partition(b"\n" + TITLES)
         lines = body.split(b"\n")[2:]
         is_sound = (header.startswith(b"CGGTTS") and titles and lines and lines[-1] == b"" and
                     all(len(line) == LINE_LENGTH and line[7:12] == b"%5d" % mjd for line in lines[:-1]))
         if not is_sound or len(lines) - 1 != expected[NAMES[name[0]]]:
             raise Failed(f"{name} was not written whole: is the disk full?")
-        counts[final_name(name, mjd)] = len(lines) - 1
-        os.rename(path, os.path.join(folder, final_name(name, mjd)))
+        counts[name] = len(lines) - 1
     missing = [name for letter, name in NAMES.items() if expected[name] and letter not in {n[0] for n in counts}]
     if missing:
         raise Failed(f"the file of {missing[0]} was not written: is the disk full?")

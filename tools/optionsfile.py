@@ -1,7 +1,7 @@
 """The file of options that convert-archive gives to zelt2cggtts: one option a line, its value behind a blank.
 
-The program itself is lenient: it takes the digits that a value begins with, and an option that it does not know is
-passed over. In a file that makes thousands of others that is refused, with the line and the remedy.
+The program itself is lenient: it takes the digits that a value begins with. In a file that makes thousands of others
+that is refused, with the line and the remedy.
 """
 
 import re

@@ -147,7 +147,8 @@ class ConvertArchive(common.ToolTest):
         next(self.out.glob("GZ*")).unlink()
         self.assert_counts(self.archive(), 1, 1, 0)
         self.assert_days(options)
-        self.assert_counts(self.archive(self.logs, "--days", "59025"), 0, 1, 0)
+        for days in ("59025", "59025.."):
+            self.assert_counts(self.archive(self.logs, "--days", days), 0, 1, 0)
         self.assert_counts(self.archive(self.logs, "--lead", "1"), 2, 0, 0)
         self.assert_counts(self.archive(self.logs, "--lead", "1", ZELT2CGGTTS=self.make_program()), 2, 0, 0)
 
@@ -339,7 +340,7 @@ class ConvertArchive(common.ToolTest):
             self.assertEqual(self.archive(self.logs, *words).returncode, 2, words)
         for words, message in (
                 ([self.folder / "missing"], "failed: .*missing: no such file\n.*no log was found"),
-                ([self.out], "no log was found"), ([self.logs, "--days", "59026"], "no log reaches into 59026")):
+                ([self.out], "no log was found"), ([self.logs, "--days", "59026.."], "no log reaches into 59026")):
             result = self.archive(*words)
             self.assertRegex(result.stderr, message)
             self.assertEqual((result.returncode, result.stdout), (2, ""))
