@@ -10,6 +10,7 @@
 #include "utils/zeltdata/zeltnav.h"
 #include "zeltlog/asidefile.h"
 #include "zeltlog/logjoin.h"
+#include "zeltlog/textformat.h"
 
 namespace fs = std::filesystem;
 
@@ -174,21 +175,29 @@ TEST(Join, KeepsWhatIsCurrentBeforeItsFirstTime) {
     EXPECT_EQ(convert(result.log, stationConfig(), options), whole);
 }
 
-// Neither in front of the last time wanted nor behind it, and no other log's blocks pass those that follow it.
+// It stays in its place, and no other block leaves its own, nor is taken for what is wanted or not.
 TEST(Join, TakesAWrongStampForWrong) {
     const Blocks blocks = exampleBlocks();
     const int64_t start = millisecondOf(blocks[0]);
-    for (const int64_t minutes : {20, 1440}) {
-        Blocks wrong = blocks;
-        const int64_t far = secondOf(viewOf(blocks[611])) + minutes * 60;
-        wrong.insert(wrong.begin() + 611, BlockBuilder(4007, 24).stamp(far).done());
-        const JoinRequest request{{}, start, start + 150 * kMinute, 1};
-        const Joined result = join({joined(wrong), joined(blocks)}, request);
-        const bool isInside = minutes == 20;
-        EXPECT_EQ(result.log.size(), join({joined(blocks)}, request).log.size() + (isInside ? 24 : 0)) << minutes;
-        EXPECT_EQ(outOfOrder(result), isInside ? 1U : 0U);
-        EXPECT_EQ(result.summary.conflicts, 0U);
-        EXPECT_TRUE(join({joined(wrong), joined(blocks)}).log == joined(wrong)) << minutes;
+    const JoinRequest request{{}, start + 20 * kMinute, start + 150 * kMinute, 1};
+    const size_t size = join({joined(blocks)}, request).log.size();
+    for (const int number : {4007, static_cast<int>(kZeltMeasEpoch)}) {
+        for (const int place : {150, 611}) {
+            for (const int64_t minutes : {7, 20, 1440}) {
+                SCOPED_TRACE(formatText("%d at %d, %d min ahead", number, place, static_cast<int>(minutes)));
+                Blocks wrong = blocks;
+                const int64_t far = secondOf(viewOf(blocks[static_cast<size_t>(place)])) + minutes * 60;
+                wrong.insert(wrong.begin() + place, BlockBuilder(number, 24).stamp(far).done());
+                const bool isInside = place == 611 && (number == 4007 || minutes < 1440);
+                for (const Blocks& logs : {Blocks{joined(wrong), joined(blocks)}, {joined(blocks), joined(wrong)}}) {
+                    const Joined result = join(logs, request);
+                    EXPECT_EQ(result.log.size(), size + (isInside ? 24 : 0));
+                    EXPECT_EQ(outOfOrder(result), 1U);
+                    EXPECT_EQ(result.summary.conflicts, 0U);
+                    EXPECT_TRUE(join(logs).log == joined(wrong));
+                }
+            }
+        }
     }
 }
 

@@ -176,7 +176,7 @@ std::string infoTableLine(const LogInfo& info) {
 std::string spanText(const LogSpan& span) {
     std::string text = formatTime(span.first) + "  " + formatTime(span.last) + "  " + span.path;
     if (!span.isOrdered) {
-        text += "  (blocks out of order: others may lie outside)";
+        text += span.isWhole ? "  (blocks out of order)" : "  (blocks out of order: others may lie outside)";
     } else if (!span.isWhole) {
         text += "  (head and tail; in between, times may not be in order)";
     }

@@ -13,9 +13,7 @@
 
 namespace {
 
-// A block leaps when it lies further ahead than blocks can that are sorted within the window. Most of so many blocks
-// behind it tell whether the log goes on there.
-constexpr int64_t kLeap = 2 * kMergeWindow;  // ms
+// Most of so many blocks behind one that is further ahead than the window tell whether the log goes on there.
 constexpr int kLookAhead = 128;
 
 // A log that has blocks, and when to open it.
@@ -35,6 +33,7 @@ struct Reader {
     int64_t stamp = kNoTime;    // of the block
     int64_t place = 0;          // where the block stands: its stamp, or the place of the block before it
     int64_t placeBefore = 0;    // of the block before it
+    int64_t reached = 0;        // the latest place so far, as far as blocks are sorted
     bool isLead = true;         // no block with a time stamp has come yet
     int64_t blocksEnd = 0;      // file position behind the block
     // Since when all stamps lie well behind the last time wanted; kNoTime: they do not. Such blocks are passed over;
@@ -62,6 +61,7 @@ private:
     bool advance(Reader& reader);
     static bool isWrongLeap(Reader& reader);
     void takeBlock(Reader& reader);
+    bool isWanted(int64_t time) const { return time >= request_.from && time <= request_.to; }
     bool isBeyond(const Reader& reader) const;
     bool isThinnedOut(const Reader& reader) const;
     void place(Bytes block, int64_t at);
@@ -113,6 +113,7 @@ void Join::openDue() {
         reader->log->fault = {};
         reader->rank = opened_++;
         reader->place = source.first;
+        reader->reached = source.first;
         zeltOpenFile(reader->log->path.c_str(), reader->file, ZeltOnFault::kEndFile);
         if (!advance(*reader)) {
             closeReader(*reader);
@@ -135,8 +136,8 @@ bool Join::advance(Reader& reader) {
     reader.stamp = blockTime(reader.block);
     reader.placeBefore = reader.place;
     if (reader.stamp == kNoTime) return true;
-    if (reader.stamp > reader.place + kLeap && isWrongLeap(reader)) {
-        if (!isBeyond(reader)) ++reader.log->outOfOrder;
+    if (reader.stamp > reader.reached + kMergeWindow && isWrongLeap(reader)) {
+        if (reader.beyondSince == kNoTime) ++reader.log->outOfOrder;
         return true;
     }
     if (isBeyond(reader)) {
@@ -146,6 +147,7 @@ bool Join::advance(Reader& reader) {
     reader.beyondSince = kNoTime;
     reader.isLead = false;
     reader.place = reader.stamp;
+    reader.reached = std::max(reader.stamp, std::min(reader.reached, reader.stamp + kMergeWindow));
     return true;
 }
 
@@ -154,7 +156,7 @@ bool Join::isWrongLeap(Reader& reader) {
     const int64_t position = reader.file.position;
     reader.leap.assign(reader.block.data, reader.block.data + reader.block.size);
     reader.block = {reader.leap.data(), reader.leap.size()};
-    int64_t here = reader.place;
+    int64_t here = reader.reached;
     int64_t there = reader.stamp;
     int back = 0;
     int onwards = 0;
@@ -193,17 +195,16 @@ void Join::takeBlock(Reader& reader) {
     window_.add(reader.block, reader.place, reader.rank, reader.isLead);
 }
 
-// Takes a block from the window, in order.
+// Takes a block from the window, in order. What counts is where it stands, as its stamp may be wrong; but measurements
+// of a time that is not wanted would end the conversion of those that are.
 void Join::place(Bytes block, int64_t at) {
-    const int64_t stamp = blockTime(block);
-    const int64_t time = stamp == kNoTime ? at : stamp;
-    if (time < request_.from) return current_.note(block, time);
-    if (time > request_.to) return;
+    if (at < request_.from) return current_.note(block, at);
+    if (!isWanted(at) || (zeltIsMeasBlock(block) && !isWanted(blockTime(block)))) return;
     beginWindow();
     writeBlock(block);
-    if (stamp == kNoTime) return;
-    summary_.first = summary_.first == kNoTime ? time : std::min(summary_.first, time);
-    summary_.last = std::max(summary_.last, time);
+    if (blockTime(block) == kNoTime) return;
+    summary_.first = summary_.first == kNoTime ? at : summary_.first;
+    summary_.last = at;
 }
 
 void Join::beginWindow() {

@@ -12,7 +12,8 @@ constexpr int64_t kEnd = int64_t{128} * 1024;
 struct SpanReader {
     LogSpan span;
     ZeltFile file;
-    int64_t latest = kNoTime;
+    int64_t before = kNoTime;  // the stamp of the block before
+    bool isInPieces = false;   // a block lies too far behind those before it
 };
 
 // Takes the blocks that begin before `end`, from the file's position on. True when one was stamped.
@@ -26,10 +27,11 @@ bool takeBlocks(SpanReader& reader, int64_t end) {
         const int64_t t = blockTime(block);
         if (t == kNoTime) continue;
         isStamped = true;
-        span.isOrdered = span.isOrdered && (reader.latest == kNoTime || t >= reader.latest);
-        reader.latest = t;
+        span.isOrdered = span.isOrdered && (reader.before == kNoTime || t >= reader.before);
+        reader.before = t;
         span.first = span.first == kNoTime ? t : std::min(span.first, t);
         span.last = std::max(span.last, t);
+        reader.isInPieces = reader.isInPieces || t < span.last - kLateBlocks;
     }
     return isStamped;
 }
@@ -52,6 +54,11 @@ LogSpan readLogSpan(const std::string& path) {
         reader.span.isWhole = begin == headEnd;
         reader.file.position = begin;
         if (takeBlocks(reader, size) || reader.span.isWhole) break;
+    }
+    if (reader.isInPieces && !reader.span.isWhole) {
+        reader.file.position = headEnd;
+        takeBlocks(reader, size);
+        reader.span.isWhole = true;
     }
     reader.span.fault = reader.file.window.fault();
     zeltCloseFile(reader.file);

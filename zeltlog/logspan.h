@@ -1,10 +1,13 @@
-// When a log begins and ends, by its head and its tail alone.
+// When a log begins and ends, by its head and its tail alone where these are in order.
 #pragma once
 
 #include <string>
 
 #include "utils/zeltdata/zeltwindow.h"
 #include "zeltlog/calendar.h"
+
+// A block that lies further behind the ones before it is no late one: stamps are wrong, or the log is in pieces.
+constexpr int64_t kLateBlocks = 300000;  // ms
 
 struct LogSpan {
     std::string path;
@@ -16,5 +19,6 @@ struct LogSpan {
     bool isOrdered = false;  // no block of it lies before the one logged before it
 };
 
-// Looks at the first stamped blocks of a file and at those of its last part, and at more of it where that holds none.
+// Looks at the first stamped blocks of a file and at those of its last part, and at more of it where that holds none;
+// at all of it when among these one lies behind those before it by more than kLateBlocks.
 LogSpan readLogSpan(const std::string& path);
