@@ -6,10 +6,17 @@ import signal
 import sys
 
 
+def print_any_name():
+    """Lets standard output have names of files that its encoding has no characters for, as standard error has."""
+    if sys.stdout is not None:  # closed by who called
+        sys.stdout.reconfigure(errors="backslashreplace")
+
+
 def run(main):
     """Runs a tool. Without a word it ends when nobody reads on, as in a pipe to head; with a message and status 2 when
     standard output cannot be written. Other files are the tool's own affair."""
     signal.signal(signal.SIGPIPE, signal.SIG_DFL)
+    print_any_name()
     try:
         try:
             status = main()

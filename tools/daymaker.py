@@ -1,5 +1,6 @@
 """One day of an archive: its bounds, and its files made, checked and put in place."""
 
+import contextlib
 import datetime
 import functools
 import hashlib
@@ -122,6 +123,7 @@ def look_for_setups(job, paths, index, work, known):
         if has_setup:
             identity = json.dumps([path, index[path]["stamp"]])
             known[path] = hashlib.sha256(identity.encode()).hexdigest()[:32] + ".zelt"
+            flush(target)
             os.replace(target, os.path.join(job["home"], "setups", known[path]))
             return
 
@@ -146,7 +148,8 @@ def earlier_setups(jobs, index, work, bare=()):
     os.makedirs(folder, exist_ok=True)
     with locked(os.path.join(folder, "lock")):
         kept = read_json(os.path.join(folder, "known.json"), {})
-        known = {path: name for path, (change, name) in kept.items() if index.get(path, {}).get("stamp") == change}
+        known = {path: name for path, (change, name) in kept.items() if index.get(path, {}).get("stamp") == change and
+                 (not name or os.path.exists(os.path.join(folder, name)))}
         known.update((path, "") for path in bare)
         logs = sorted(((entry["span"][1], path) for path, entry in index.items()
                        if entry["span"] and known.get(path) != ""), reverse=True)
@@ -154,6 +157,25 @@ def earlier_setups(jobs, index, work, bare=()):
         told = {path: [index[path]["stamp"], name] for path, name in known.items() if name is not None}
         write_json(os.path.join(folder, "known.json"), {**kept, **told})
     return found
+
+
+def borrow_setup(job, work, bare, words):
+    """Puts the newest setup from before the logs of a day in front of what they gave. Its name, "" without one."""
+    target = os.path.join(work, "day.zelt")
+    index = read_json(os.path.join(job["run"], "logs.json"))
+    for _ in range(2):
+        setup = earlier_setups([job], index, work, bare)[0]
+        if not setup:
+            return ""
+        kept = os.path.join(job["home"], "setups", setup)
+        if not os.path.exists(target + ".bare"):
+            os.rename(target, target + ".bare")
+        summary, _, _ = join(job, [kept, target + ".bare"], target, words)
+        if summary["receiver_setups"]:
+            return setup
+        with contextlib.suppress(FileNotFoundError):
+            os.unlink(kept)  # damaged, as by a power failure: its log gives it once more
+    raise Failed(f"{kept}: the receiver's setup cannot be read")
 
 
 def join_day(job, work):
@@ -165,12 +187,7 @@ def join_day(job, work):
     summary, messages, is_whole = join(job, logs, target, words)
     bare = [path for path, log in zip(job["logs"], summary["from"])
             if log["read_whole"] and not log["receiver_setups"] and path not in packing_faults]
-    setup = None
-    if not summary["receiver_setups"]:
-        setup = earlier_setups([job], read_json(os.path.join(job["run"], "logs.json")), work, bare)[0]
-    if setup:
-        os.rename(target, target + ".bare")
-        join(job, [os.path.join(job["home"], "setups", setup), target + ".bare"], target, words)
+    setup = None if summary["receiver_setups"] else borrow_setup(job, work, bare, words)
     for number, path in enumerate(job["logs"]):
         messages = [message.replace(os.path.join(work, f"{number}.zelt"), path) for message in messages]
     faults = [f"{path}: {fault}" for path, fault in packing_faults.items()]
@@ -210,7 +227,7 @@ def count_lines(path):
     except FileNotFoundError:
         return 0
     data = next((i for i, line in enumerate(lines) if line.startswith(TITLES)), len(lines)) + 2
-    return sum(len(line) == LINE_LENGTH for line in lines[data:])
+    return sum(len(line.removesuffix(b"\r")) == LINE_LENGTH for line in lines[data:])
 
 
 def check(folder, mjd, summary):
@@ -261,8 +278,14 @@ def losses(job, counts, record):
 
 
 def put_in_place(job, folder, counts, record):
+    """Moves the files of a day to where they belong. Before the first, the day's record goes: were it there when a run
+    is killed amid this, files of two runs would count as those that it tells of."""
     for name in counts:
         flush(os.path.join(folder, name))
+    record_path = day_path(job["home"], job["mjd"], "json")
+    if os.path.exists(record_path):
+        os.unlink(record_path)
+        flush(os.path.dirname(record_path))
     for name in counts:
         os.replace(os.path.join(folder, name), os.path.join(job["out"], name))
     for name in set(record.get("files", {})) - set(counts):  # of options that made more files
@@ -285,6 +308,12 @@ def sizes(folder, names):
 def is_done(job, record):
     """True when the record is of the same day made of the same, and the files are there as it says."""
     return record.get("made_of") == job["made_of"] and sizes(job["out"], record["files"]) == record["sizes"]
+
+
+def is_being_made(job):
+    """True while another run makes the day, of whatever."""
+    with locked(day_path(job["home"], job["mjd"], "lock"), wait=False) as is_free:
+        return not is_free
 
 
 def refusal(record):

@@ -15,7 +15,7 @@ import tempfile
 
 UNPACKERS = {".gz": "gzip", ".zst": "zstd", ".xz": "xz", ".bz2": "bzip2"}
 BATCH = 64  # logs told of by one call of zeltlog
-FORMAT = 1
+FORMAT = 2
 
 
 def write_json(path, value):
@@ -75,8 +75,12 @@ def unpacker(path):
 
 def unpack(path, target):
     """Unpacks a file; what is wrong with it, or None. What comes before a fault is there nevertheless."""
-    with open(target, "wb") as out:
-        result = subprocess.run([unpacker(path), "-dc", "--", path], stdout=out, stderr=subprocess.PIPE, check=False)
+    try:
+        packed = open(path, "rb")  # by ourselves: zstd opens no symbolic links
+    except OSError as error:
+        return error.strerror
+    with packed, open(target, "wb") as out:
+        result = subprocess.run([unpacker(path), "-dc"], stdin=packed, stdout=out, stderr=subprocess.PIPE, check=False)
     if result.returncode == 0:
         return None
     return result.stderr.decode(errors="replace").strip().replace("\n", "; ") or f"{unpacker(path)} failed"

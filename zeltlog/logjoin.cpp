@@ -199,10 +199,11 @@ void Join::takeBlock(Reader& reader) {
 // of a time that is not wanted would end the conversion of those that are.
 void Join::place(Bytes block, int64_t at) {
     if (at < request_.from) return current_.note(block, at);
-    if (!isWanted(at) || (zeltIsMeasBlock(block) && !isWanted(blockTime(block)))) return;
+    const int64_t stamp = blockTime(block);
+    if (!isWanted(at) || (zeltIsMeasBlock(block) && stamp != kNoTime && !isWanted(stamp))) return;
     beginWindow();
     writeBlock(block);
-    if (blockTime(block) == kNoTime) return;
+    if (stamp == kNoTime) return;
     summary_.first = summary_.first == kNoTime ? at : summary_.first;
     summary_.last = at;
 }

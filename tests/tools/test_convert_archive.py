@@ -126,14 +126,21 @@ class ConvertArchive(common.ToolTest):
             path = folder / f"{AWKWARD[number % len(AWKWARD)]}{rng.random()}.zelt"
             path.write_bytes(part(begin - rng.randrange(300), begin + 900))
             if number % 3 == 0:
-                subprocess.run([("gzip", "xz", "bzip2", "gzip")[number // 3], path], check=True)
+                packer, ending = (("gzip", "gz"), ("xz", "xz"), ("bzip2", "bz2"), ("zstd", "zst"))[number // 3]
+                with open(self.folder / str(number), "wb") as packed:
+                    subprocess.run([packer, "-c", path], stdout=packed, check=True)
+                path.unlink()
+                path.with_name(f"{path.name}.{ending}").symlink_to(packed.name)
         shutil.copy(path, self.logs / "twice")
+        (self.logs / "junk\udcff").write_bytes(part(900, 1800) + b"junk")
         (self.logs / "notes.txt").write_text("no log")
         (self.logs / "index.bin").write_bytes(bytes(range(256)))
         (self.logs / ".hidden").write_bytes(part(0, 60)[:-1])
-        self.assert_counts(self.archive(), 2, 0, 0)
-        self.assert_days()
-        self.assert_counts(self.archive(), 0, 2, 0)
+        for made in (2, 0):
+            result = self.archive(PYTHONIOENCODING="ascii:strict")
+            self.assert_counts(result, made, 2 - made, 0)
+            self.assertIn("left out 4 bytes", result.stdout)
+            self.assert_days()
 
     def test_only_what_changed_is_made_again(self):
         self.write_hours()
@@ -156,6 +163,9 @@ class ConvertArchive(common.ToolTest):
         self.write_hours()
         self.assert_counts(self.archive(), 2, 0, 0)
         before = self.files()
+        foreign = self.folder / "foreign"
+        foreign.write_bytes(before["EZEX__59.025"].replace(b"\n", b"\r\n"))
+        self.assertEqual(daymaker.count_lines(foreign), daymaker.count_lines(self.out / "EZEX__59.025"))
         (self.logs / "1.zelt").unlink()
         for done in (1, 2):
             result = self.archive()
@@ -208,9 +218,13 @@ class ConvertArchive(common.ToolTest):
         bare = part(-5400, -1200).replace(setup, b"")
         setup = stamped(setup.replace(b"ZeltRx TR", b"ZeltRx XX"), MIDNIGHT - 1200)
         self.assert_counts(self.archive(self.logs, "--lead", "0"), 2, 0, 0)
-        for late, receiver, made in ((bare, "TR", 0), (bare + setup, "XX", 1), (None, "TR", 1)):
+        kept = self.out / ".convert-archive" / "setups"
+        for late, receiver, made in ((bare, "TR", 0), (bare + setup, "XX", 1), (None, "TR", 1), ("damaged", "TR", 1)):
             (self.logs / "late").unlink(missing_ok=True)
-            if late:
+            if late == "damaged":
+                for path in (*kept.glob("*.zelt"), *self.out.glob("*.025")):
+                    path.write_bytes(b"")
+            elif late:
                 (self.logs / "late").write_bytes(late)
             self.assert_counts(self.archive(self.logs, "--lead", "0", "--days", "59025"), made, 1 - made, 0)
             headers = {name: text.splitlines()[:common.HEADER_LINES] for name, text in self.files().items()}
@@ -240,6 +254,22 @@ class ConvertArchive(common.ToolTest):
         self.assert_counts(result, 2, 0, 3)
         self.assert_days()
 
+    def test_a_day_replaced_in_part_is_not_done(self):
+        """Neither by the new options nor, when they are taken back, by the old."""
+        self.write_hours()
+        self.assert_counts(self.archive(), 2, 0, 0)
+        second = self.out / "EZEX__59.025"
+        second.rename(self.folder / "aside")
+        second.mkdir()
+        self.write_options(OPTIONS | {"-dcab": "79.4"})
+        result = self.archive(self.logs, "--force", "--days", "59025")
+        self.assertIn(f"failed: 59025: {self.out}", result.stderr)
+        second.rmdir()
+        (self.folder / "aside").rename(second)
+        self.write_options(OPTIONS)
+        self.assert_counts(self.archive(), 1, 1, 0)
+        self.assert_days()
+
     def test_full_disks(self):
         self.write_hours()
         missing = self.folder / "missing"
@@ -262,7 +292,7 @@ class ConvertArchive(common.ToolTest):
         subprocess.run(["gzip", self.logs / "1.zelt"], check=True)
         for name, message in (("gzip", "gzip failed"), ("zeltlog", "zeltlog was killed")):
             program = self.folder / name
-            program.write_text(f"#!/bin/sh\n[ $3 = --span -o {name} = gzip ] && kill -KILL $$; exec '{ZELTLOG}' \"$@\"\n")
+            program.write_text(f"#!/bin/sh\n[ \"$3\" = --span -o {name} = gzip ] && kill -KILL $$; exec '{ZELTLOG}' \"$@\"\n")
             program.chmod(0o755)
             zeltlog = program if name == "zeltlog" else ZELTLOG
             result = self.archive(PATH=f"{self.folder}:{os.environ['PATH']}", ZELTLOG=str(zeltlog))
@@ -284,6 +314,17 @@ class ConvertArchive(common.ToolTest):
         both = [subprocess.Popen(words, env=environment, stdout=subprocess.PIPE, text=True) for _ in range(2)]
         results = [process.communicate(timeout=60)[0] for process in both]
         self.assertEqual([process.returncode for process in both], [0, 0], results)
+        self.assert_days()
+        # A run of other options that is under way leaves nothing of its own behind one that begins now.
+        program = self.make_program(f"touch '{self.folder}/begun.'$$; sleep 1")
+        self.assert_counts(self.archive(ZELT2CGGTTS=program), 2, 0, 0)
+        self.write_options(OPTIONS | {"-dcab": "79.4"})
+        with subprocess.Popen([*words, "-j", "2"], env=environment, stdout=subprocess.DEVNULL) as other:
+            while len(list(self.folder.glob("begun.*"))) < 4:
+                self.assertIsNone(other.poll())
+                time.sleep(0.05)
+            self.write_options(OPTIONS)
+            self.assert_counts(self.archive(ZELT2CGGTTS=program), 2, 0, 0)
         self.assert_days()
 
     def test_sigterm_ends_a_run_that_ignores_sigint(self):
@@ -342,6 +383,13 @@ class ConvertArchive(common.ToolTest):
                 ([self.folder / "missing"], "failed: .*missing: no such file\n.*no log was found"),
                 ([self.out], "no log was found"), ([self.logs, "--days", "59026.."], "no log reaches into 59026")):
             result = self.archive(*words)
+            self.assertRegex(result.stderr, message)
+            self.assertEqual((result.returncode, result.stdout), (2, ""))
+        for second, message in ((BLOCKS[0][0] + 86400 * 7168, "begin at 2040-02-08_22:30.* yet to come\n.*into any day"),
+                                (MIDNIGHT + 7200, "no day that is over has logs of ten minutes")):
+            short = self.folder / "short"
+            short.write_bytes(stamped(BLOCKS[0][1], second))
+            result = self.archive(short)
             self.assertRegex(result.stderr, message)
             self.assertEqual((result.returncode, result.stdout), (2, ""))
         other = self.folder / "other receiver"  # 180 epochs of two blocks each
