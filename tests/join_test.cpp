@@ -175,29 +175,48 @@ TEST(Join, KeepsWhatIsCurrentBeforeItsFirstTime) {
     EXPECT_EQ(convert(result.log, stationConfig(), options), whole);
 }
 
-// It stays in its place, and no other block leaves its own, nor is taken for what is wanted or not.
+// Far ahead it stays in its place, and no other block leaves its own, nor is taken for what is wanted or not. A little
+// ahead it is sorted, where measurements may meet others of their time.
 TEST(Join, TakesAWrongStampForWrong) {
     const Blocks blocks = exampleBlocks();
     const int64_t start = millisecondOf(blocks[0]);
     const JoinRequest request{{}, start + 20 * kMinute, start + 150 * kMinute, 1};
     const size_t size = join({joined(blocks)}, request).log.size();
+    const auto isEpoch = [](const ByteVector& block) { return zeltNumber(viewOf(block)) == kZeltMeasEpoch; };
     for (const int number : {4007, static_cast<int>(kZeltMeasEpoch)}) {
-        for (const int place : {150, 611}) {
+        for (const size_t early : {155U, 605U}) {
+            const auto place = std::find_if(blocks.begin() + static_cast<std::ptrdiff_t>(early), blocks.end(), isEpoch);
             for (const int64_t minutes : {7, 20, 1440}) {
-                SCOPED_TRACE(formatText("%d at %d, %d min ahead", number, place, static_cast<int>(minutes)));
+                SCOPED_TRACE(formatText("%d at %zu, %d min ahead", number, early, static_cast<int>(minutes)));
+                const int64_t far = secondOf(viewOf(*place)) + minutes * 60;
                 Blocks wrong = blocks;
-                const int64_t far = secondOf(viewOf(blocks[static_cast<size_t>(place)])) + minutes * 60;
-                wrong.insert(wrong.begin() + place, BlockBuilder(number, 24).stamp(far).done());
-                const bool isInside = place == 611 && (number == 4007 || minutes < 1440);
+                wrong.insert(wrong.begin() + (place - blocks.begin()),
+                             BlockBuilder(*place).u16(4, number).stamp(far).done());
+                const bool isInside = early == 605 && (number == 4007 || minutes < 1440);
                 for (const Blocks& logs : {Blocks{joined(wrong), joined(blocks)}, {joined(blocks), joined(wrong)}}) {
                     const Joined result = join(logs, request);
-                    EXPECT_EQ(result.log.size(), size + (isInside ? 24 : 0));
-                    EXPECT_EQ(outOfOrder(result), 1U);
-                    EXPECT_EQ(result.summary.conflicts, 0U);
-                    EXPECT_TRUE(join(logs).log == joined(wrong));
+                    const Joined whole = join(logs);
+                    EXPECT_EQ(result.log.size(), size + (isInside ? place->size() : 0));
+                    EXPECT_EQ(outOfOrder(result), minutes == 7 ? 0U : 1U);
+                    EXPECT_LE(result.summary.conflicts, minutes == 7 && number != 4007 ? 1U : 0U);
+                    EXPECT_EQ(whole.summary.blocks, wrong.size());
+                    EXPECT_EQ(whole.log == joined(wrong), minutes != 7);
                 }
             }
         }
+    }
+}
+
+// A log that steps back, and goes on far behind the last time wanted before it does, has all that is wanted.
+TEST(Join, LosesNothingOfALogInPieces) {
+    const ByteVector log = readLog(kExampleLog);
+    Blocks blocks;
+    for (const Bytes block : blocksOf(viewOf(log))) blocks.push_back(copyOf(block));
+    const int64_t start = millisecondOf(blocks[0]);
+    for (const int64_t minutes : {70, 118, 121}) {
+        const JoinRequest request{{}, start, start + minutes * kMinute, 1};
+        const Joined result = join({joined({part(blocks, 480, 960), part(blocks, 0, 480)})}, request);
+        EXPECT_EQ(result.log.size(), join({part(blocks, 0, 960)}, request).log.size()) << minutes;
     }
 }
 

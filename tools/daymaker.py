@@ -278,14 +278,13 @@ def losses(job, counts, record):
 
 
 def put_in_place(job, folder, counts, record):
-    """Moves the files of a day to where they belong. Before the first, the day's record goes: were it there when a run
-    is killed amid this, files of two runs would count as those that it tells of."""
+    """Moves the files of a day to where they belong. Before the first, its record says that the day is to be made again:
+    when a run is killed amid this, files of two runs would count as those that it tells of."""
     for name in counts:
         flush(os.path.join(folder, name))
     record_path = day_path(job["home"], job["mjd"], "json")
-    if os.path.exists(record_path):
-        os.unlink(record_path)
-        flush(os.path.dirname(record_path))
+    write_json(record_path, {**record, "files": {**record.get("files", {}), **counts}, "made_of": None, "refused": None})
+    flush(os.path.dirname(record_path))
     for name in counts:
         os.replace(os.path.join(folder, name), os.path.join(job["out"], name))
     for name in set(record.get("files", {})) - set(counts):  # of options that made more files

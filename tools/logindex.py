@@ -75,12 +75,9 @@ def unpacker(path):
 
 def unpack(path, target):
     """Unpacks a file; what is wrong with it, or None. What comes before a fault is there nevertheless."""
-    try:
-        packed = open(path, "rb")  # by ourselves: zstd opens no symbolic links
-    except OSError as error:
-        return error.strerror
-    with packed, open(target, "wb") as out:
-        result = subprocess.run([unpacker(path), "-dc"], stdin=packed, stdout=out, stderr=subprocess.PIPE, check=False)
+    words = [unpacker(path), "-dc", "--", os.path.realpath(path)]  # zstd opens no symbolic links
+    with open(target, "wb") as out:
+        result = subprocess.run(words, stdout=out, stderr=subprocess.PIPE, check=False)
     if result.returncode == 0:
         return None
     return result.stderr.decode(errors="replace").strip().replace("\n", "; ") or f"{unpacker(path)} failed"

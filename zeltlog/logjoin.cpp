@@ -13,7 +13,7 @@
 
 namespace {
 
-// Most of so many blocks behind one that is further ahead than the window tell whether the log goes on there.
+// Most of so many blocks behind one that lies further ahead than can be sorted tell whether the log goes on there.
 constexpr int kLookAhead = 128;
 
 // A log that has blocks, and when to open it.
@@ -21,6 +21,7 @@ struct Source {
     size_t index = 0;  // in the request
     int64_t first = 0;
     int64_t size = 0;  // bytes
+    bool isInPieces = false;
 };
 
 // An opened log and its next block.
@@ -33,7 +34,6 @@ struct Reader {
     int64_t stamp = kNoTime;    // of the block
     int64_t place = 0;          // where the block stands: its stamp, or the place of the block before it
     int64_t placeBefore = 0;    // of the block before it
-    int64_t reached = 0;        // the latest place so far, as far as blocks are sorted
     bool isLead = true;         // no block with a time stamp has come yet
     int64_t blocksEnd = 0;      // file position behind the block
     // Since when all stamps lie well behind the last time wanted; kNoTime: they do not. Such blocks are passed over;
@@ -96,7 +96,7 @@ void Join::findSources() {
         const bool isBehind = span.first != kNoTime && span.first > request_.to;
         if (!span.hasBlock || isBehind) continue;
         const int64_t size = fileSize(log.path);
-        sources_.push_back({i, std::max<int64_t>(0, span.first), size});
+        sources_.push_back({i, std::max<int64_t>(0, span.first), size, span.isInPieces});
         bytesInAll_ += size;
     }
     std::stable_sort(sources_.begin(), sources_.end(),
@@ -113,7 +113,6 @@ void Join::openDue() {
         reader->log->fault = {};
         reader->rank = opened_++;
         reader->place = source.first;
-        reader->reached = source.first;
         zeltOpenFile(reader->log->path.c_str(), reader->file, ZeltOnFault::kEndFile);
         if (!advance(*reader)) {
             closeReader(*reader);
@@ -136,18 +135,17 @@ bool Join::advance(Reader& reader) {
     reader.stamp = blockTime(reader.block);
     reader.placeBefore = reader.place;
     if (reader.stamp == kNoTime) return true;
-    if (reader.stamp > reader.reached + kMergeWindow && isWrongLeap(reader)) {
+    if (reader.stamp > reader.place + kMostAhead && isWrongLeap(reader)) {
         if (reader.beyondSince == kNoTime) ++reader.log->outOfOrder;
         return true;
     }
     if (isBeyond(reader)) {
         if (reader.beyondSince == kNoTime || reader.stamp < reader.beyondSince) reader.beyondSince = reader.stamp;
-        return reader.stamp - reader.beyondSince <= kMergeWindow;
+        return reader.stamp - reader.beyondSince <= kMergeWindow || sources_[reader.rank].isInPieces;
     }
     reader.beyondSince = kNoTime;
     reader.isLead = false;
     reader.place = reader.stamp;
-    reader.reached = std::max(reader.stamp, std::min(reader.reached, reader.stamp + kMergeWindow));
     return true;
 }
 
@@ -156,7 +154,7 @@ bool Join::isWrongLeap(Reader& reader) {
     const int64_t position = reader.file.position;
     reader.leap.assign(reader.block.data, reader.block.data + reader.block.size);
     reader.block = {reader.leap.data(), reader.leap.size()};
-    int64_t here = reader.reached;
+    int64_t here = reader.place;
     int64_t there = reader.stamp;
     int back = 0;
     int onwards = 0;
@@ -195,17 +193,21 @@ void Join::takeBlock(Reader& reader) {
     window_.add(reader.block, reader.place, reader.rank, reader.isLead);
 }
 
-// Takes a block from the window, in order. What counts is where it stands, as its stamp may be wrong; but measurements
-// of a time that is not wanted would end the conversion of those that are.
+// Takes a block from the window, in order. It stands elsewhere than its stamp says where that is wrong, or it came too
+// late to be sorted. What stands before the first time wanted may be current at it, and begins nothing. Of the others
+// those are wanted whose stamp is, or whose place; but not measurements at a time that is not wanted, which would end
+// the conversion of those that are.
 void Join::place(Bytes block, int64_t at) {
-    if (at < request_.from) return current_.note(block, at);
     const int64_t stamp = blockTime(block);
-    if (!isWanted(at) || (zeltIsMeasBlock(block) && stamp != kNoTime && !isWanted(stamp))) return;
+    if (at < request_.from) return current_.note(block, stamp == kNoTime ? at : std::min(at, stamp));
+    const bool isStampWanted = stamp != kNoTime && isWanted(stamp);
+    const bool isPlaceWanted = at <= request_.to && (stamp == kNoTime || !zeltIsMeasBlock(block));
+    if (!isStampWanted && !isPlaceWanted) return;
     beginWindow();
     writeBlock(block);
     if (stamp == kNoTime) return;
-    summary_.first = summary_.first == kNoTime ? at : summary_.first;
-    summary_.last = at;
+    summary_.first = summary_.first == kNoTime ? stamp : std::min(summary_.first, stamp);
+    summary_.last = std::max(summary_.last, stamp);
 }
 
 void Join::beginWindow() {

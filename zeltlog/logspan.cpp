@@ -13,7 +13,6 @@ struct SpanReader {
     LogSpan span;
     ZeltFile file;
     int64_t before = kNoTime;  // the stamp of the block before
-    bool isInPieces = false;   // a block lies too far behind those before it
 };
 
 // Takes the blocks that begin before `end`, from the file's position on. True when one was stamped.
@@ -31,7 +30,7 @@ bool takeBlocks(SpanReader& reader, int64_t end) {
         reader.before = t;
         span.first = span.first == kNoTime ? t : std::min(span.first, t);
         span.last = std::max(span.last, t);
-        reader.isInPieces = reader.isInPieces || t < span.last - kLateBlocks;
+        span.isInPieces = span.isInPieces || t < span.last - kLateBlocks;
     }
     return isStamped;
 }
@@ -55,7 +54,7 @@ LogSpan readLogSpan(const std::string& path) {
         reader.file.position = begin;
         if (takeBlocks(reader, size) || reader.span.isWhole) break;
     }
-    if (reader.isInPieces && !reader.span.isWhole) {
+    if (reader.span.isInPieces && !reader.span.isWhole) {
         reader.file.position = headEnd;
         takeBlocks(reader, size);
         reader.span.isWhole = true;
