@@ -65,7 +65,7 @@ bool reportLog(const JoinedLog& log) {
     }
     if (log.outOfOrder != 0) {
         complain(formatText("%s: %s out of order by more than %lld minutes, left in place", log.path.c_str(),
-                            countText(log.outOfOrder, "block").c_str(), static_cast<long long>(kMostAhead / 60000)));
+                            countText(log.outOfOrder, "block").c_str(), static_cast<long long>(kMergeWindow / 60000)));
     }
     return !isFaulty && log.hasBlock;
 }

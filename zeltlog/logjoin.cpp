@@ -13,7 +13,7 @@
 
 namespace {
 
-// Most of so many blocks behind one that lies further ahead than can be sorted tell whether the log goes on there.
+// Most of so many blocks behind one that lies further ahead than the window tell whether the log goes on there.
 constexpr int kLookAhead = 128;
 
 // A log that has blocks, and when to open it.
@@ -34,6 +34,7 @@ struct Reader {
     int64_t stamp = kNoTime;    // of the block
     int64_t place = 0;          // where the block stands: its stamp, or the place of the block before it
     int64_t placeBefore = 0;    // of the block before it
+    int64_t reached = 0;        // the latest place so far
     bool isLead = true;         // no block with a time stamp has come yet
     int64_t blocksEnd = 0;      // file position behind the block
     // Since when all stamps lie well behind the last time wanted; kNoTime: they do not. Such blocks are passed over;
@@ -113,6 +114,7 @@ void Join::openDue() {
         reader->log->fault = {};
         reader->rank = opened_++;
         reader->place = source.first;
+        reader->reached = source.first;
         zeltOpenFile(reader->log->path.c_str(), reader->file, ZeltOnFault::kEndFile);
         if (!advance(*reader)) {
             closeReader(*reader);
@@ -135,7 +137,7 @@ bool Join::advance(Reader& reader) {
     reader.stamp = blockTime(reader.block);
     reader.placeBefore = reader.place;
     if (reader.stamp == kNoTime) return true;
-    if (reader.stamp > reader.place + kMostAhead && isWrongLeap(reader)) {
+    if (reader.stamp > reader.reached + kMergeWindow && isWrongLeap(reader)) {
         if (reader.beyondSince == kNoTime) ++reader.log->outOfOrder;
         return true;
     }
@@ -149,27 +151,29 @@ bool Join::advance(Reader& reader) {
     return true;
 }
 
-// True when the blocks behind one that leaps forwards are back at the log's time. Gaps leap too: behind them few are.
+// True when most blocks behind one that leaps forwards lie nearer to the log's time than to its own. Gaps leap too:
+// behind them few do.
 bool Join::isWrongLeap(Reader& reader) {
     const int64_t position = reader.file.position;
     reader.leap.assign(reader.block.data, reader.block.data + reader.block.size);
     reader.block = {reader.leap.data(), reader.leap.size()};
-    int64_t here = reader.place;
+    int64_t here = reader.reached;
     int64_t there = reader.stamp;
     int back = 0;
     int onwards = 0;
     Bytes next;
-    for (int i = 0; i < kLookAhead; ++i) {
+    // A log that goes on as before comes to where the block lies in the end, and then tells no more.
+    for (int i = 0; i < kLookAhead && there - here > kMergeWindow / 4; ++i) {
         if (zeltGetNextBlock(reader.file, next, kZeltAnyBlock, kZeltAnyBlock, 0) != kZeltFound) break;
         const int64_t stamp = blockTime(next);
         if (stamp == kNoTime) continue;
-        if (std::abs(stamp - here) <= kMergeWindow) {
-            here = std::max(here, stamp);
-            ++back;
-        } else if (std::abs(stamp - there) <= kMergeWindow) {
-            there = std::max(there, stamp);
-            ++onwards;
-        }
+        const int64_t fromHere = std::abs(stamp - here);
+        const int64_t fromThere = std::abs(stamp - there);
+        if (std::min(fromHere, fromThere) > kMergeWindow) continue;
+        const bool isBack = fromHere < fromThere;
+        ++(isBack ? back : onwards);
+        int64_t& time = isBack ? here : there;
+        time = std::max(time, stamp);
     }
     reader.file.position = position;
     return back > onwards;
@@ -185,8 +189,10 @@ bool Join::isThinnedOut(const Reader& reader) const {
 }
 
 void Join::takeBlock(Reader& reader) {
+    const bool isPast = window_.isPast(reader.place);
+    if (!isPast) reader.reached = std::max(reader.reached, reader.place);
     if (reader.beyondSince != kNoTime || isThinnedOut(reader)) return;
-    if (window_.isPast(reader.place)) {
+    if (isPast) {
         if (reader.stamp != kNoTime) ++reader.log->outOfOrder;
         reader.place = std::max(reader.placeBefore, window_.earliestPlace());
     }

@@ -12,7 +12,8 @@ constexpr int64_t kEnd = int64_t{128} * 1024;
 struct SpanReader {
     LogSpan span;
     ZeltFile file;
-    int64_t before = kNoTime;  // the stamp of the block before
+    int64_t before = kNoTime;      // the stamp of the block before
+    int64_t earliest = INT64_MAX;  // of the blocks of the part looked at
 };
 
 // Takes the blocks that begin before `end`, from the file's position on. True when one was stamped.
@@ -28,6 +29,7 @@ bool takeBlocks(SpanReader& reader, int64_t end) {
         isStamped = true;
         span.isOrdered = span.isOrdered && (reader.before == kNoTime || t >= reader.before);
         reader.before = t;
+        reader.earliest = std::min(reader.earliest, t);
         span.first = span.first == kNoTime ? t : std::min(span.first, t);
         span.last = std::max(span.last, t);
         span.isInPieces = span.isInPieces || t < span.last - kLateBlocks;
@@ -47,6 +49,8 @@ LogSpan readLogSpan(const std::string& path) {
     int64_t headEnd = kEnd;
     while (!takeBlocks(reader, headEnd) && headEnd < size) headEnd *= 4;
     headEnd = zeltGetFilePos(reader.file);
+    const int64_t headLast = reader.span.last;
+    reader.earliest = INT64_MAX;
     for (int64_t tail = kEnd;; tail *= 4) {
         // It begins amid a block, most likely; the reader finds the next one, as behind damage.
         const int64_t begin = std::max(headEnd, size - tail);
@@ -54,6 +58,7 @@ LogSpan readLogSpan(const std::string& path) {
         reader.file.position = begin;
         if (takeBlocks(reader, size) || reader.span.isWhole) break;
     }
+    reader.span.isInPieces = reader.span.isInPieces || (!reader.span.isWhole && reader.earliest < headLast);
     if (reader.span.isInPieces && !reader.span.isWhole) {
         reader.file.position = headEnd;
         takeBlocks(reader, size);

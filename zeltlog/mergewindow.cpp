@@ -129,9 +129,8 @@ void MergeWindow::add(Bytes block, int64_t place, size_t log, bool isLead) {
     makeRoom();
 }
 
-// Who adds blocks that lie ahead by kMostAhead must find the others' places still.
 void MergeWindow::makeRoom() {
-    while (!groups_.empty() && (groups_.begin()->first < latest_ - kMostAhead || held_ > kMostHeld)) handOutFirst();
+    while (!groups_.empty() && (groups_.begin()->first < latest_ - kMergeWindow || held_ > kMostHeld)) handOutFirst();
 }
 
 void MergeWindow::handOutFirst() {

@@ -10,10 +10,7 @@
 #include "utils/zeltdata/zeltblock.h"
 #include "zeltlog/calendar.h"
 
-constexpr int64_t kMergeWindow = 300000;  // ms; blocks that lie no further apart are sorted
-
-// How far ahead of the block before it one may lie that is sorted: that one may be late by the window, and it early.
-constexpr int64_t kMostAhead = 2 * kMergeWindow;
+constexpr int64_t kMergeWindow = 300000;  // ms
 
 class MergeWindow {
 public:
