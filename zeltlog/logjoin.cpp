@@ -137,13 +137,16 @@ bool Join::advance(Reader& reader) {
     reader.stamp = blockTime(reader.block);
     reader.placeBefore = reader.place;
     if (reader.stamp == kNoTime) return true;
-    if (reader.stamp > reader.reached + kMergeWindow && isWrongLeap(reader)) {
+    // Behind the last time wanted a leap matters to where reading ends alone, which is the end of a log in pieces.
+    const bool isInPieces = sources_[reader.rank].isInPieces;
+    const bool isPassedOver = isInPieces && reader.beyondSince != kNoTime;
+    if (!isPassedOver && reader.stamp > reader.reached + kMergeWindow && isWrongLeap(reader)) {
         if (reader.beyondSince == kNoTime) ++reader.log->outOfOrder;
         return true;
     }
     if (isBeyond(reader)) {
         if (reader.beyondSince == kNoTime || reader.stamp < reader.beyondSince) reader.beyondSince = reader.stamp;
-        return reader.stamp - reader.beyondSince <= kMergeWindow || sources_[reader.rank].isInPieces;
+        return isInPieces || reader.stamp - reader.beyondSince <= kMergeWindow;
     }
     reader.beyondSince = kNoTime;
     reader.isLead = false;
