@@ -219,8 +219,8 @@ TEST_F(ZeltlogTest, SpansOfHeadAndTail) {
     // Before a tail of earlier times what is in between counts.
     for (const int early : {60, 86400}) {
         ByteVector wrong = log;
-        while (wrong.size() < log.size() + 150000)
-            wrong += BlockBuilder(4007, 16).stamp(secondOf(viewOf(log)) - early).done();
+        const ByteVector stray = BlockBuilder(4007, 16).stamp(secondOf(viewOf(log)) - early).done();
+        while (wrong.size() < log.size() + 150000) wrong += stray;
         const LogSpan whole = readLogSpan(folder.write("log", wrong));
         EXPECT_EQ(whole.first, span.first - early * 1000);
         EXPECT_EQ(whole.last, span.last);

@@ -49,6 +49,11 @@ def day_path(home, mjd, kind):
     return os.path.join(home, "days", f"{mjd}.{kind}")
 
 
+def read_record(home, mjd):
+    """What is known of a day that was made, {} of others."""
+    return read_json(day_path(home, mjd, "json"), {})
+
+
 class Failed(Exception):
     """The day cannot be made; why."""
 
@@ -278,12 +283,13 @@ def losses(job, counts, record):
 
 
 def put_in_place(job, folder, counts, record):
-    """Moves the files of a day to where they belong. Before the first, its record says that the day is to be made again:
-    when a run is killed amid this, files of two runs would count as those that it tells of."""
+    """Moves the files of a day to where they belong. Before the first, its record says that the day is to be made
+    again: when a run is killed amid this, files of two runs would count as those that it tells of."""
     for name in counts:
         flush(os.path.join(folder, name))
     record_path = day_path(job["home"], job["mjd"], "json")
-    write_json(record_path, {**record, "files": {**record.get("files", {}), **counts}, "made_of": None, "refused": None})
+    files = {**record.get("files", {}), **counts}
+    write_json(record_path, {**record, "files": files, "made_of": None, "refused": None})
     flush(os.path.dirname(record_path))
     for name in counts:
         os.replace(os.path.join(folder, name), os.path.join(job["out"], name))
@@ -359,8 +365,7 @@ def build(job, work, record):
 
 def make_day_locked(job):
     """What went wrong, or None."""
-    record_path = day_path(job["home"], job["mjd"], "json")
-    record = read_json(record_path, {})
+    record = read_record(job["home"], job["mjd"])
     if is_done(job, record):
         return None  # by another run, meanwhile
     work = os.path.join(job["home"], "work", str(job["mjd"]))
@@ -368,7 +373,7 @@ def make_day_locked(job):
     os.makedirs(work)
     try:
         record = build(job, work, record)
-        write_json(record_path, record)
+        write_json(day_path(job["home"], job["mjd"], "json"), record)
         return refusal(record)
     finally:
         shutil.rmtree(work, ignore_errors=True)

@@ -165,7 +165,8 @@ bool Join::isWrongLeap(Reader& reader) {
     int back = 0;
     int onwards = 0;
     Bytes next;
-    // A log that goes on as before comes to where the block lies in the end, and then tells no more.
+    // A log that goes on as before comes to the time of the leap in the end: from near it on, blocks tell no more which
+    // of the two they belong to.
     for (int i = 0; i < kLookAhead && there - here > kMergeWindow / 4; ++i) {
         if (zeltGetNextBlock(reader.file, next, kZeltAnyBlock, kZeltAnyBlock, 0) != kZeltFound) break;
         const int64_t stamp = blockTime(next);
@@ -210,7 +211,7 @@ void Join::place(Bytes block, int64_t at) {
     const int64_t stamp = blockTime(block);
     if (at < request_.from) return current_.note(block, stamp == kNoTime ? at : std::min(at, stamp));
     const bool isStampWanted = stamp != kNoTime && isWanted(stamp);
-    const bool isPlaceWanted = at <= request_.to && (stamp == kNoTime || !zeltIsMeasBlock(block));
+    const bool isPlaceWanted = isWanted(at) && (stamp == kNoTime || !zeltIsMeasBlock(block));
     if (!isStampWanted && !isPlaceWanted) return;
     beginWindow();
     writeBlock(block);

@@ -4,8 +4,8 @@
 // minutes (mergewindow.h) in which it is sorted and doubles meet. So a log that is out of order within itself by no
 // more than the window comes out sorted; a block further off, later or earlier than those around it, goes behind the
 // one that it followed, and is counted, as does a block without a time stamp. That a block is ahead of its time the 128
-// behind it tell: of some dozens together the log is taken to go on there. Memory is that of the window and of
-// the logs that overlap at a time.
+// behind it tell: of some dozens together the log is taken to go on there. Memory is that of the window and of the logs
+// that overlap at a time.
 #pragma once
 
 #include <cstdint>

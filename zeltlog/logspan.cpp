@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "utils/zeltdata/zeltread.h"
+#include "zeltlog/mergewindow.h"
 
 namespace {
 
@@ -12,8 +13,7 @@ constexpr int64_t kEnd = int64_t{128} * 1024;
 struct SpanReader {
     LogSpan span;
     ZeltFile file;
-    int64_t before = kNoTime;      // the stamp of the block before
-    int64_t earliest = INT64_MAX;  // of the blocks of the part looked at
+    int64_t headLast = kNoTime;  // while what follows the head is passed over: its latest stamp
 };
 
 // Takes the blocks that begin before `end`, from the file's position on. True when one was stamped.
@@ -27,12 +27,10 @@ bool takeBlocks(SpanReader& reader, int64_t end) {
         const int64_t t = blockTime(block);
         if (t == kNoTime) continue;
         isStamped = true;
-        span.isOrdered = span.isOrdered && (reader.before == kNoTime || t >= reader.before);
-        reader.before = t;
-        reader.earliest = std::min(reader.earliest, t);
+        span.isOrdered = span.isOrdered && t >= span.last;
         span.first = span.first == kNoTime ? t : std::min(span.first, t);
         span.last = std::max(span.last, t);
-        span.isInPieces = span.isInPieces || t < span.last - kLateBlocks;
+        span.isInPieces = span.isInPieces || t < reader.headLast || t < span.last - kMergeWindow;
     }
     return isStamped;
 }
@@ -50,15 +48,14 @@ LogSpan readLogSpan(const std::string& path) {
     while (!takeBlocks(reader, headEnd) && headEnd < size) headEnd *= 4;
     headEnd = zeltGetFilePos(reader.file);
     const int64_t headLast = reader.span.last;
-    reader.earliest = INT64_MAX;
     for (int64_t tail = kEnd;; tail *= 4) {
         // It begins amid a block, most likely; the reader finds the next one, as behind damage.
         const int64_t begin = std::max(headEnd, size - tail);
         reader.span.isWhole = begin == headEnd;
+        reader.headLast = reader.span.isWhole ? kNoTime : headLast;
         reader.file.position = begin;
         if (takeBlocks(reader, size) || reader.span.isWhole) break;
     }
-    reader.span.isInPieces = reader.span.isInPieces || (!reader.span.isWhole && reader.earliest < headLast);
     if (reader.span.isInPieces && !reader.span.isWhole) {
         reader.file.position = headEnd;
         takeBlocks(reader, size);

@@ -6,9 +6,6 @@
 #include "utils/zeltdata/zeltwindow.h"
 #include "zeltlog/calendar.h"
 
-// A block that lies further behind the ones before it is no late one: stamps are wrong, or the log is in pieces.
-constexpr int64_t kLateBlocks = 300000;  // ms
-
 struct LogSpan {
     std::string path;
     ZeltFault fault;
@@ -17,7 +14,7 @@ struct LogSpan {
     int64_t last = kNoTime;
     bool isWhole = false;    // all of the file was looked at
     bool isOrdered = false;  // no block of it lies before the one logged before it
-    // A block lies behind those before it by more than kLateBlocks, or the last part behind the first.
+    // A block lies further behind those before it than late ones do (kMergeWindow), or the last part behind the first.
     bool isInPieces = false;
 };
 

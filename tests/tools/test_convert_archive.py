@@ -296,7 +296,8 @@ class ConvertArchive(common.ToolTest):
         subprocess.run(["gzip", self.logs / "1.zelt"], check=True)
         for name, message in (("gzip", "gzip failed"), ("zeltlog", "zeltlog was killed")):
             program = self.folder / name
-            program.write_text(f"#!/bin/sh\n[ \"$3\" = --span -o {name} = gzip ] && kill -KILL $$; exec '{ZELTLOG}' \"$@\"\n")
+            program.write_text(f"#!/bin/sh\n[ \"$3\" = --span -o {name} = gzip ] && kill -KILL $$\n"
+                               f"exec '{ZELTLOG}' \"$@\"\n")
             program.chmod(0o755)
             zeltlog = program if name == "zeltlog" else ZELTLOG
             result = self.archive(PATH=f"{self.folder}:{os.environ['PATH']}", ZELTLOG=str(zeltlog))
@@ -389,8 +390,9 @@ class ConvertArchive(common.ToolTest):
             result = self.archive(*words)
             self.assertRegex(result.stderr, message)
             self.assertEqual((result.returncode, result.stdout), (2, ""))
-        for second, message in ((BLOCKS[0][0] + 86400 * 7168, "begin at 2040-02-08_22:30.* yet to come\n.*into any day"),
-                                (MIDNIGHT + 7200, "no day that is over has logs of ten minutes")):
+        for second, message in (
+                (BLOCKS[0][0] + 86400 * 7168, "begin at 2040-02-08_22:30.* yet to come\n.*into any day"),
+                (MIDNIGHT + 7200, "no day that is over has logs of ten minutes")):
             short = self.folder / "short"
             short.write_bytes(stamped(BLOCKS[0][1], second))
             result = self.archive(short)
